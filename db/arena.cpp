@@ -1,0 +1,36 @@
+#include "db/arena.h"
+
+#include <cstring>
+#include <new>
+
+namespace vorp {
+
+namespace {
+constexpr std::size_t kAlign = alignof(std::max_align_t);
+constexpr std::size_t kChunk = std::size_t{1} << 20;
+}  // namespace
+
+void* Arena::allocate(std::size_t size) {
+    size = (size + kAlign - 1) & ~(kAlign - 1);
+    if (size > left_) {
+        const std::size_t chunk = size > kChunk / 4 ? size : kChunk;
+        std::unique_ptr<char[]> block(new (std::nothrow) char[chunk]);
+        if (!block) return nullptr;
+        cursor_ = block.get();
+        left_ = chunk;
+        chunks_.push_back(std::move(block));
+        if (chunk == size) {  // a large block of its own; keep the cursor for the next chunk
+            left_ = 0;
+        }
+    }
+    char* out = cursor_;
+    std::memset(out, 0, size);
+    if (left_) {
+        cursor_ += size;
+        left_ -= size;
+    }
+    in_use_ += size;
+    return out;
+}
+
+}  // namespace vorp

@@ -1,0 +1,40 @@
+#include "db/design.h"
+
+#include <cstring>
+#include <ostream>
+
+namespace vorp {
+
+Design::Design(std::ostream& err_stream) : err(&err_stream) {}
+
+void* Design::alloc_or_die(std::size_t size) {
+    void* block = size ? arena.allocate(size) : nullptr;
+    if (!block) {
+        *err << "memory full\n";
+        throw Fatal{1};
+    }
+    return block;
+}
+
+char* Design::copy_string(const char* text) {
+    return text ? copy_string(text, std::strlen(text)) : nullptr;
+}
+
+char* Design::copy_string(const char* text, std::size_t length) {
+    char* copy = static_cast<char*>(alloc_or_die(length + 1));
+    std::memcpy(copy, text, length);
+    copy[length] = '\0';
+    return copy;
+}
+
+void Design::reset() {
+    top_name = nullptr;
+    read_dirs = ref_dirs = write_dirs = nullptr;
+    inverter_count = 0;
+    has_xor = 0;
+    has_registers = 0;
+    opt_a = 0;
+    write_mode = 4;
+}
+
+}  // namespace vorp

@@ -1,0 +1,212 @@
+// The in-memory design: modules, instances, nets, nodes and the run context.
+//
+// Invariants (checked by the consistency checker in test builds):
+//  - every node on a net's `nodes` list has `net` pointing at that net, once;
+//  - the nodes of one instance within a module form a closed `same_inst` ring;
+//  - a port's `node`, when set, is a node of a net of the port's module (or a
+//    node taken off its net by a merge, with `peer` set);
+//  - a net's `source`, when set, is one of its nodes.
+// Every record and string comes from the run's arena and lives until the
+// Design is destroyed; removed records are unlinked and dropped, never freed.
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+
+#include "db/arena.h"
+#include "db/codes.h"
+
+namespace vorp {
+
+struct Module;
+struct Instance;
+struct Net;
+struct Node;
+struct CellGroup;
+
+// Replace the bits [shift, shift+width) of a word, leaving the others alone.
+template <class W>
+constexpr W with_field(W word, unsigned shift, unsigned width, unsigned value) {
+    const W mask = static_cast<W>(((1u << width) - 1u) << shift);
+    return static_cast<W>((word & ~mask) | ((static_cast<W>(value) << shift) & mask));
+}
+template <class W>
+constexpr unsigned field_of(W word, unsigned shift, unsigned width) {
+    return (static_cast<unsigned>(word) >> shift) & ((1u << width) - 1u);
+}
+// Signed two-bit polarity stored in two bits: -1, 0 or +1.
+constexpr int signed2(unsigned bits) { return bits & 2u ? static_cast<int>(bits) - 4 : static_cast<int>(bits); }
+
+struct Module {
+    const char* name = nullptr;
+    const char* inst_name = nullptr;  // top: its own name; copy: its instance's name (shared)
+    Instance* ports = nullptr;        // port pseudo-instances, cell 424
+    Instance* insts = nullptr;
+    Net* nets = nullptr;
+    Module* parent = nullptr;
+    Module* next = nullptr;  // next in Design::modules
+    Instance* inst = nullptr;  // the sub-module instance this copy belongs to
+    uint16_t kind_word = 0;    // bits 0-9: origin code (301, 310, 311)
+
+    // Working lists of flattening, reduction and rewriting.
+    Instance* flattened = nullptr;
+    Instance* groups = nullptr;
+    CellGroup* cell_groups = nullptr;
+
+    int kind() const { return field_of(kind_word, 0, 10); }
+    void set_kind(int code) { kind_word = with_field(kind_word, 0, 10, code); }
+};
+
+struct Instance {
+    // Word 1: bits 0-9 cell code, bits 10-17 param (mod 256), bits 18-27 pin_type (ports).
+    uint32_t cell_word = 0;
+    // Word 2: bits 0-9 note (ports), bit 10 dual, bit 11 complement (read as
+    // `inverted` on stickies), bit 12 kept, bit 13 on_clock.
+    uint16_t flag_word = 0;
+
+    const char* module_name = nullptr;  // cell 425 only: the referenced module's name
+    const char* name = nullptr;         // instance name; for a port the pin name
+    Instance* next = nullptr;
+    Node* node = nullptr;  // port: its one node; component: the last node attached
+    Module* sub = nullptr;  // cell 425 only: this instance's own module copy
+    Module* owner = nullptr;
+
+    // Working fields of the reduction.
+    Instance* group = nullptr;
+    Instance* next_group = nullptr;
+    Instance* next_in_group = nullptr;
+    Instance* cluster = nullptr;
+    Instance* next_cluster = nullptr;
+    Instance* next_in_cluster = nullptr;
+
+    int cell() const { return field_of(cell_word, 0, 10); }
+    void set_cell(int code) { cell_word = with_field(cell_word, 0, 10, code); }
+    int param() const { return field_of(cell_word, 10, 8); }
+    void set_param(unsigned long long value) { cell_word = with_field(cell_word, 10, 8, value % 256); }
+    int pin_type() const { return field_of(cell_word, 18, 10); }
+    void set_pin_type(int code) { cell_word = with_field(cell_word, 18, 10, code); }
+
+    int note() const { return field_of(flag_word, 0, 10); }
+    void set_note(int code) { flag_word = with_field(flag_word, 0, 10, code); }
+    bool dual() const { return field_of(flag_word, 10, 1); }
+    void set_dual(bool on) { flag_word = with_field(flag_word, 10, 1, on); }
+    void toggle_dual() { set_dual(!dual()); }
+    bool complement() const { return field_of(flag_word, 11, 1); }
+    void set_complement(bool on) { flag_word = with_field(flag_word, 11, 1, on); }
+    void toggle_complement() { set_complement(!complement()); }
+    // On sticky cells the complement bit records that the reduction inverted it.
+    bool inverted() const { return complement(); }
+    void set_inverted(bool on) { set_complement(on); }
+    void toggle_inverted() { toggle_complement(); }
+    bool kept() const { return field_of(flag_word, 12, 1); }
+    void set_kept(bool on) { flag_word = with_field(flag_word, 12, 1, on); }
+    bool on_clock() const { return field_of(flag_word, 13, 1); }
+    void set_on_clock(bool on) { flag_word = with_field(flag_word, 13, 1, on); }
+};
+
+struct Node {
+    // Bits 0-9 pin_type, 10-11 pol_a, 12-13 pol_b (signed), bit 14 pinned,
+    // bits 15-24 port_note.
+    uint32_t word = 0;
+
+    Instance* inst = nullptr;
+    const char* pin = nullptr;  // a port's node shares the port's name
+    Node* next = nullptr;       // next node of the same net
+    Node* same_inst = nullptr;  // ring through the nodes of one instance
+    Node* peer = nullptr;       // partner across a module boundary
+    Net* net = nullptr;
+
+    int pin_type() const { return field_of(word, 0, 10); }
+    void set_pin_type(int code) { word = with_field(word, 0, 10, code); }
+    int pol_a() const { return signed2(field_of(word, 10, 2)); }
+    void set_pol_a(int v) { word = with_field(word, 10, 2, static_cast<unsigned>(v) & 3u); }
+    int pol_b() const { return signed2(field_of(word, 12, 2)); }
+    void set_pol_b(int v) { word = with_field(word, 12, 2, static_cast<unsigned>(v) & 3u); }
+    void set_pols(int a, int b) { set_pol_a(a), set_pol_b(b); }
+    bool pinned() const { return field_of(word, 14, 1); }
+    void set_pinned(bool on) { word = with_field(word, 14, 1, on); }
+    int port_note() const { return field_of(word, 15, 10); }
+    void set_port_note(int code) { word = with_field(word, 15, 10, code); }
+};
+
+struct Net {
+    Node* nodes = nullptr;
+    Node* source = nullptr;
+    Net* next = nullptr;
+    uint16_t type_word = 0;  // bits 0-9 net_type, bit 10 irreversible
+
+    int net_type() const { return field_of(type_word, 0, 10); }
+    void set_net_type(int code) { type_word = with_field(type_word, 0, 10, code); }
+    bool irreversible() const { return field_of(type_word, 10, 1); }
+    void set_irreversible(bool on) { type_word = with_field(type_word, 10, 1, on); }
+};
+
+struct DirEntry {
+    const char* dir = nullptr;
+    DirEntry* next = nullptr;
+};
+
+// One group of a module's surviving instances, as the text writer prints them.
+struct CellGroup {
+    Instance* first = nullptr;
+    CellGroup* next = nullptr;
+    CellGroup* left = nullptr;
+    CellGroup* right = nullptr;
+};
+
+// A fault that ends the run with the given exit status; its message, if any,
+// has already been written to the run's error stream.
+struct Fatal {
+    int status;
+};
+
+constexpr int kTokenSize = 4096;
+
+// The run context: options, directory lists, the module list and the state
+// of the reader. Passed by reference to every stage.
+struct Design {
+    explicit Design(std::ostream& err_stream);
+    Design(const Design&) = delete;
+    Design& operator=(const Design&) = delete;
+
+    Arena arena;
+    std::ostream* err;  // every message of the run goes here
+
+    int has_registers = 0;
+    int inverter_count = 0;
+    int opt_a = 0;
+    DirEntry* write_dirs = nullptr;
+    int write_mode = 4;
+    DirEntry* read_dirs = nullptr;
+    int has_xor = 0;
+    DirEntry* ref_dirs = nullptr;
+    Module* modules = nullptr;
+    const char* cur_path = nullptr;
+    int line = 1;
+    char token[kTokenSize] = {};
+    int sticky_count = 0;
+    const char* top_name = nullptr;
+    unsigned long long cell_param = 0;
+    int depth = 1;
+    char sticky_name[32] = {};
+    Instance* clusters = nullptr;
+
+    Module* top() const { return modules; }
+
+    // Record and string allocation; "memory full" ends the run.
+    template <class T>
+    T* make() {
+        return new (alloc_or_die(sizeof(T))) T();
+    }
+    void* alloc_or_die(std::size_t size);
+    char* copy_string(const char* text);  // none for none
+    char* copy_string(const char* text, std::size_t length);
+
+    // Reset to the start values of a run (the arena keeps its blocks).
+    void reset();
+};
+
+// Text for "%s": the original platform printed a missing text as "(null)".
+inline const char* text_or_null(const char* text) { return text ? text : "(null)"; }
+
+}  // namespace vorp

@@ -1,0 +1,122 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "db/codes.h"
+#include "db/design.h"
+#include "db/lists.h"
+
+namespace vorp {
+namespace {
+
+TEST(Records, CellWriteKeepsParamAndPinType) {
+    Instance i;
+    i.set_param(300);  // kept modulo 256
+    i.set_pin_type(KW_OUTPUT);
+    i.set_cell(CELL_NAND);
+    EXPECT_EQ(i.param(), 44);
+    EXPECT_EQ(i.pin_type(), KW_OUTPUT);
+    i.set_cell(CELL_NOR);
+    EXPECT_EQ(i.cell(), CELL_NOR);
+    EXPECT_EQ(i.param(), 44);
+    EXPECT_EQ(i.pin_type(), KW_OUTPUT);
+}
+
+TEST(Records, FlagsShareTheNoteWordWithoutTouchingIt) {
+    Instance i;
+    i.set_note(KW_GLOBAL);
+    i.set_kept(true);
+    i.toggle_dual();
+    i.set_on_clock(true);
+    EXPECT_EQ(i.note(), KW_GLOBAL);
+    EXPECT_TRUE(i.dual() && i.kept() && i.on_clock());
+    EXPECT_FALSE(i.complement());
+    i.toggle_inverted();  // the sticky's `inverted` is the complement bit
+    EXPECT_TRUE(i.complement());
+    i.set_note(KW_SCAN_OUT);
+    EXPECT_TRUE(i.dual() && i.kept() && i.on_clock() && i.complement());
+}
+
+TEST(Records, PolarityWriteKeepsPinTypeAndOtherPolarity) {
+    Node n;
+    n.set_pin_type(KW_TRISTATE);
+    n.set_pols(1, -1);
+    n.set_port_note(KW_GLOBAL);
+    n.set_pinned(true);
+    EXPECT_EQ(n.pol_a(), 1);
+    EXPECT_EQ(n.pol_b(), -1);
+    n.set_pol_a(-1);
+    EXPECT_EQ(n.pol_a(), -1);
+    EXPECT_EQ(n.pol_b(), -1);
+    EXPECT_EQ(n.pin_type(), KW_TRISTATE);
+    EXPECT_EQ(n.port_note(), KW_GLOBAL);
+    EXPECT_TRUE(n.pinned());
+    n.set_pol_b(0);
+    EXPECT_EQ(n.pol_b(), 0);
+    EXPECT_EQ(n.pol_a(), -1);
+}
+
+TEST(Records, NetKindKeepsIrreversible) {
+    Net net;
+    net.set_irreversible(true);
+    net.set_net_type(NET_SIGNAL);
+    net.set_net_type(NET_WIRED);
+    EXPECT_TRUE(net.irreversible());
+    EXPECT_EQ(net.net_type(), NET_WIRED);
+}
+
+TEST(Tables, BinarySearchFindsEveryRowAndOnlyExactMatches) {
+    for (const CodeTable* t : {&KeywordTable, &CellTable}) {
+        for (int r = 0; r < t->size; ++r) {
+            EXPECT_EQ(lookup_keyword(t->rows[r].text, *t), t->rows[r].code) << t->rows[r].text;
+            EXPECT_STREQ(keyword_name(t->rows[r].code, *t), t->rows[r].text);
+        }
+    }
+    EXPECT_EQ(KeywordTable.size, 28);
+    EXPECT_EQ(CellTable.size, 24);
+    EXPECT_EQ(lookup_keyword("inv", CellTable), NOT_FOUND);
+    EXPECT_EQ(lookup_keyword("nand--2", CellTable), NOT_FOUND);
+    EXPECT_EQ(lookup_keyword("def-net", KeywordTable), KW_DEF_NET);
+    EXPECT_EQ(lookup_keyword("", KeywordTable), NOT_FOUND);
+    EXPECT_EQ(keyword_name(424, CellTable), nullptr);
+}
+
+TEST(Arena, AllocationIsZeroedAndZeroSizeEndsTheRun) {
+    std::ostringstream err;
+    Design d(err);
+    Module* m = d.make<Module>();
+    EXPECT_EQ(m->ports, nullptr);
+    EXPECT_STREQ(d.copy_string("abc"), "abc");
+    EXPECT_EQ(d.copy_string(nullptr), nullptr);
+    try {
+        d.alloc_or_die(0);
+        FAIL() << "a zero-byte request must end the run";
+    } catch (const Fatal& f) {
+        EXPECT_EQ(f.status, 1);
+    }
+    EXPECT_EQ(err.str(), "memory full\n");
+}
+
+TEST(Lists, PushFrontReversesPushBackKeepsOrderUnlinkWalksFromHead) {
+    Net a, b, c;
+    Net* head = nullptr;
+    push_front(head, &a);
+    push_front(head, &b);
+    push_front(head, &c);
+    EXPECT_EQ(head, &c);
+    EXPECT_EQ(c.next, &b);
+    EXPECT_TRUE(unlink_from(head, &b));
+    EXPECT_EQ(c.next, &a);
+    EXPECT_EQ(b.next, &a);  // the unlinked item's own link is left alone
+    EXPECT_FALSE(unlink_from(head, &b));
+    Net* h2 = nullptr;
+    Tail<Net> t(h2);
+    t.append(&b);
+    t.append(&c);
+    EXPECT_EQ(h2, &b);
+    EXPECT_EQ(b.next, &c);
+    EXPECT_EQ(list_length(h2), 2);
+}
+
+}  // namespace
+}  // namespace vorp
