@@ -1,0 +1,27 @@
+// A consistency checker for the design records, run after every stage in
+// checked builds (VORP_CHECKS) and by tests; never in the release hot path.
+#pragma once
+
+#include <string>
+
+#include "db/design.h"
+
+namespace vorp {
+
+// Empty when the design holds together, else a description of the first
+// broken invariant found:
+//  - every list (modules, ports, instances, nets, nodes) ends;
+//  - every node on a net's list points back at that net and is on no other
+//    list, once;
+//  - every `same_inst` ring of a listed node closes without leaving the
+//    node's instance;
+//  - every listed node of a port is that port's `node`;
+//  - every net's `source`, when set, is one of its nodes.
+// Linear in the size of the design (one hash set of the listed nodes).
+std::string check_design(const Design& d);
+
+// In checked builds: run check_design and abort the process with the
+// description if it fails. Does nothing otherwise.
+void check_after(const Design& d, const char* stage);
+
+}  // namespace vorp
