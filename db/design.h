@@ -186,7 +186,10 @@ struct Design {
     char token[kTokenSize] = {};
     int sticky_count = 0;
     const char* top_name = nullptr;
+    // The number of a def-comp cell name, saturated at the largest value, and
+    // its exact value modulo 256 (what an instance's `param` keeps).
     unsigned long long cell_param = 0;
+    unsigned cell_param_low = 0;
     int depth = 1;
     char sticky_name[32] = {};
     Instance* clusters = nullptr;

@@ -1,9 +1,38 @@
 // Copies input netlist files into the write directory byte for byte.
 #pragma once
 
+#include <string_view>
+#include <unordered_set>
+
 #include "db/design.h"
 
 namespace vorp {
+
+// The names of the module files written so far: a list in writing order,
+// starting with the top name, with a hash set beside it for the lookups.
+struct WrittenNames {
+    struct Cell {
+        const char* name;
+        Cell* next;
+    };
+    Cell* head = nullptr;
+    Cell* tail = nullptr;
+    std::unordered_set<std::string_view> index;
+
+    void append(Design& d, const char* name);
+};
+
+// True if `name` is in the list (exact comparison).
+bool name_written(const char* name, const WrittenNames& names);
+
+void report_wrote(Design& d, const char* path);
+void report_open_failed(Design& d, const char* path);
+
+// Copy the input file of module `name` (a PCD file for kind 301, an NLD file
+// for 310 and 311; nothing for other kinds) from the first read or reference
+// directory holding it into the write directory. Ends the run with status 1
+// when the file is gone (no message) or the destination cannot be opened.
+void copy_module_file(Design& d, const char* name, int kind);
 
 // Write the input netlists unchanged (the fallback of every run that does
 // not rewrite). A failed open ends the run (Fatal{1}).

@@ -7,7 +7,18 @@ namespace vorp {
 
 // Read the top module and, breadth first, one module copy per sub-module
 // instance; counts the inverters of the expanded design. Input faults end the
-// run (Fatal{1}).
+// run (Fatal{1}). Cost: linear in the size of the expanded design.
 void load_design(Design& d, const char* top_name);
+
+// "<dir>/<name>.<ext>" as a new string.
+char* make_path(Design& d, const char* name, const char* dir, const char* ext);
+
+// A deep copy of a module: ports, instances, nets and nodes in the same
+// order, each node bound by name to the copy's port or instance.
+Module* copy_module(Design& d, const Module& source);
+
+// Build the `same_inst` rings of a module's nodes and refuse an instance
+// connected more often than its cell has pins.
+void check_nets(Design& d, Module& m);
 
 }  // namespace vorp

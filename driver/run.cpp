@@ -1,0 +1,119 @@
+#include "driver/run.h"
+
+#include <new>
+#include <ostream>
+
+#include "db/check.h"
+#include "driver/args.h"
+#include "driver/banner.h"
+#include "flatten/flatten.h"
+#include "flatten/sticky.h"
+#include "netlist/copy_writer.h"
+#include "netlist/loader.h"
+#include "netlist/text_writer.h"
+#include "reduce/counting.h"
+#include "reduce/reduction.h"
+#include "rewrite/cell_variants.h"
+#include "rewrite/push_down.h"
+
+namespace vorp {
+
+namespace {
+
+void report_count(Design& d, int count) {
+    if (count == 1)
+        *d.err << "There is 1 inverter\n";
+    else
+        *d.err << "There are " << count << " inverters\n";
+}
+
+void report_totals(Design& d, int before, int after) {
+    *d.err << "Done\n"
+           << "Number of inverters\n"
+           << '\t' << before << " ---> " << after << '\n';
+}
+
+int count_all_inverters(Design& d) {
+    int total = 0;
+    for (Module* m = d.modules; m; m = m->next)
+        total += count_inverters(d, *m) + count_kept_inverters(d, *m);
+    return total;
+}
+
+void write_unchanged(Design& d, int before, int after) {
+    *d.err << "Start to write NLD/PCD files\n";
+    write_unchanged_design(d);
+    report_totals(d, before, after);
+}
+
+// Flatten, reduce and, when that needs fewer inverters, rewrite and write
+// the reduced design; otherwise write the input unchanged.
+void reduce_and_write(Design& d, int before) {
+    const bool reduced =
+        flat(d) && (check_after(d, "flat"), *d.err << "Start inverter reduction\n", red_inv(d));
+    if (!reduced) {
+        *d.err << "Sorry, but could not handle the netlists:\n";
+        write_unchanged_design(d);
+        report_totals(d, before, before);
+        return;
+    }
+    check_after(d, "red_inv");
+    *d.err << "Done\n";
+    const int after = count_all_inverters(d);
+    report_count(d, after);
+    if (after >= before) {
+        *d.err << "Could not reduce the number of inverters\n";
+        write_unchanged(d, before, after);
+        return;
+    }
+    if (!unprotect_irreversible_nets(d)) {
+        *d.err << "vorp: something wrong with net protection (for internal reason), sorry.";
+        write_unchanged(d, before, after);
+        return;
+    }
+    check_after(d, "unprotect_irreversible_nets");
+    apply_polarities(d);
+    check_after(d, "apply_polarities");
+    finish_modules(d);
+    check_after(d, "finish_modules");
+    *d.err << "Start to write NLD files\n";
+    write_reduced_design(d);
+    report_totals(d, before, after);
+}
+
+void run_stages(Design& d, int count, const char* const* words) {
+    print_banner(d.err, "VORP");
+    d.reset();
+    parse_args(d, count, words);
+    *d.err << "Start to read NLD/PCD files\n";
+    load_design(d, d.top_name);
+    check_after(d, "load_design");
+    *d.err << "Done\n";
+    const int before = d.inverter_count;
+    if (before == 0) {
+        *d.err << "There are 0 inverters\n";
+        write_unchanged(d, 0, 0);
+        return;
+    }
+    report_count(d, before);
+    reduce_and_write(d, before);
+}
+
+}  // namespace
+
+int run_vorp(Design& d, int count, const char* const* words) {
+    try {
+        run_stages(d, count, words);
+    } catch (const Fatal& fault) {
+        d.err->flush();
+        return fault.status;
+    } catch (const std::bad_alloc&) {
+        *d.err << "memory full\n";
+        d.err->flush();
+        return 1;
+    }
+    d.err->flush();
+    return 0;
+}
+
+}  // namespace vorp

@@ -1,0 +1,397 @@
+#include "netlist/reader.h"
+
+#include <cstring>
+#include <limits>
+#include <string>
+#include <unordered_map>
+
+#include "db/lists.h"
+#include "netlist/lexer.h"
+
+namespace vorp {
+
+namespace {
+
+// Name -> first record in list order. Lists are prepended while a file is
+// read, so the record added last is the one the linear search finds first.
+class NameIndex {
+   public:
+    void prepended(Instance* record) {
+        if (record->name) map_[record->name] = record;
+    }
+    Instance* find(const char* name) const {
+        const auto it = map_.find(name);
+        return it == map_.end() ? nullptr : it->second;
+    }
+
+   private:
+    std::unordered_map<std::string_view, Instance*> map_;
+};
+
+class Reader {
+   public:
+    Reader(Design& d, std::string_view text, bool pcd) : d_(d), lex_(d, text), pcd_(pcd) {}
+    Module* read();
+
+   private:
+    int next() { return lex_.next_token(); }
+    void expect_name() {
+        if (next() != TOK_NAME) input_fault(d_, "error");
+    }
+    int skip_attributes(int token);
+    int skip_value();
+    void skip_form();
+    void read_form();
+    void read_def_pin();
+    void read_def_comp();
+    void read_def_net();
+    Node* read_net_node(Net* net);
+    int keyword_value();
+
+    Design& d_;
+    Lexer lex_;
+    bool pcd_;
+    Module* module_ = nullptr;
+    NameIndex ports_;
+    NameIndex insts_;
+};
+
+Module* Reader::read() {
+    d_.line = 1;
+    d_.depth = 1;
+    if (next() != TOK_OPEN) input_fault(d_, "error");
+    if (next() != TOK_NAME || lookup_keyword(d_.token, KeywordTable) != KW_DEF_MODULE)
+        input_fault(d_, "error");
+    expect_name();
+    module_ = d_.make<Module>();
+    module_->name = d_.copy_string(d_.token);
+
+    int token = next();
+    for (;;) {
+        if (token == TOK_EOF) return module_;
+        if (d_.depth == 0) input_fault(d_, "error");
+        if (pcd_) {
+            token = skip_attributes(token);
+            if (token == TOK_EOF) return module_;
+        }
+        if (token == TOK_CLOSE) {
+            if (--d_.depth < 0) input_fault(d_, "too many )'s");
+        } else if (token == TOK_OPEN) {
+            ++d_.depth;
+            read_form();
+        } else {
+            input_fault(d_, "error");
+        }
+        token = next();
+    }
+}
+
+// Bare module attributes of a PCD file; returns the first token after them.
+int Reader::skip_attributes(int token) {
+    while (token == TOK_NAME) {
+        const int kw = lookup_keyword(d_.token, KeywordTable);
+        if (kw == KW_POWER || kw == KW_AREA || kw == KW_GATES) {
+            token = skip_value();
+        } else if (kw == KW_CELL_NAME) {
+            if (next() != TOK_NAME) silent_fault();
+            token = next();
+        } else {
+            break;
+        }
+    }
+    return token;
+}
+
+// A number such as 12, 12.5 or .5; returns the token after it.
+int Reader::skip_value() {
+    const int token = next();
+    if (token == TOK_NAME) {
+        const int after = next();
+        if (after != TOK_DOT) return after;
+    } else if (token != TOK_DOT) {
+        silent_fault();
+    }
+    if (next() != TOK_NAME) silent_fault();
+    return next();
+}
+
+void Reader::skip_form() {
+    const int target = d_.depth - 1;
+    while (d_.depth != target) {
+        const int token = next();
+        if (token == TOK_OPEN)
+            ++d_.depth;
+        else if (token == TOK_CLOSE)
+            --d_.depth;
+        else if (token == TOK_EOF)
+            input_fault(d_, "too many )'s");
+    }
+}
+
+void Reader::read_form() {
+    expect_name();
+    const int kw = lookup_keyword(d_.token, KeywordTable);
+    if (kw == KW_DEF_MODULE) input_fault(d_, "error");
+    if (kw == KW_DEF_PIN)
+        read_def_pin();
+    else if (kw == KW_DEF_COMP && !pcd_)
+        read_def_comp();
+    else if (kw == KW_DEF_NET && !pcd_)
+        read_def_net();
+    else
+        skip_form();
+}
+
+// The keyword after `type` or `note`: any keyword is accepted.
+int Reader::keyword_value() {
+    expect_name();
+    const int code = lookup_keyword(d_.token, KeywordTable);
+    if (code == NOT_FOUND) input_fault(d_, "error");
+    return code;
+}
+
+void Reader::read_def_pin() {
+    expect_name();
+    Instance* port = d_.make<Instance>();
+    port->set_cell(CELL_PORT);
+    port->name = d_.copy_string(d_.token);
+    port->owner = module_;
+    push_front(module_->ports, port);
+    ports_.prepended(port);
+
+    bool typed = false;
+    int token = next();
+    for (;;) {
+        if (token == TOK_CLOSE) {
+            --d_.depth;
+            if (!typed) silent_fault();
+            return;
+        }
+        if (token != TOK_NAME) input_fault(d_, "error");
+        const int kw = lookup_keyword(d_.token, KeywordTable);
+        if (kw == KW_TYPE) {
+            if (typed) silent_fault();
+            typed = true;
+            port->set_pin_type(keyword_value());
+        } else if (kw == KW_NOTE) {
+            port->set_note(keyword_value());
+        } else if (kw == KW_LOAD && pcd_) {
+            token = skip_value();
+            continue;
+        } else {
+            input_fault(d_, "error");
+        }
+        token = next();
+    }
+}
+
+void Reader::read_def_comp() {
+    expect_name();
+    const int cell = parse_cell_name(d_, d_.token);
+    if (is_xor(cell)) d_.has_xor = 1;
+    if (is_register(cell)) d_.has_registers = 1;
+    const char* module_name = cell == CELL_SUBMODULE ? d_.copy_string(d_.token) : nullptr;
+    for (;;) {
+        const int token = next();
+        if (token == TOK_CLOSE) {
+            --d_.depth;
+            return;
+        }
+        if (token != TOK_NAME) input_fault(d_, "error");
+        Instance* inst = d_.make<Instance>();
+        inst->name = d_.copy_string(d_.token);
+        inst->set_cell(cell);
+        inst->cell_word = with_field(inst->cell_word, 10, 8, d_.cell_param_low);
+        inst->owner = module_;
+        inst->module_name = module_name;
+        push_front(module_->insts, inst);
+        insts_.prepended(inst);
+        if (cell == CELL_INV) ++d_.inverter_count;
+    }
+}
+
+void Reader::read_def_net() {
+    Net* net = d_.make<Net>();
+    push_front(module_->nets, net);
+    for (;;) {
+        const int token = next();
+        if (token == TOK_CLOSE) {
+            --d_.depth;
+            return;
+        }
+        if (token != TOK_NAME) input_fault(d_, "error");
+        read_net_node(net);
+    }
+}
+
+// One connection of a def-net: a port name, or instance "." pin.
+Node* Reader::read_net_node(Net* net) {
+    Node* node = d_.make<Node>();
+    node->net = net;
+    push_front(net->nodes, node);
+    if (Instance* port = ports_.find(d_.token)) {
+        node->inst = port;
+        node->pin = port->name;
+        node->set_pin_type(port->pin_type());
+        port->node = node;
+        return node;
+    }
+    // Look the instance up now, while its name is the token; a missing one
+    // is reported only after the "." and the pin name have been read.
+    Instance* inst = insts_.find(d_.token);
+    const std::string missing = inst ? std::string() : std::string(d_.token) + " undefined";
+    if (next() != TOK_DOT) input_fault(d_, "error");
+    expect_name();
+    if (!inst) input_fault(d_, missing.c_str());
+    node->set_pin_type(pin_type_of(d_.token, inst->cell()));
+    if (node->pin_type() == 0) silent_fault();
+    node->inst = inst;
+    node->pin = d_.copy_string(d_.token);
+    inst->node = node;
+    return node;
+}
+
+bool any_of(const char* pin, std::initializer_list<const char*> names) {
+    for (const char* name : names)
+        if (std::strcmp(pin, name) == 0) return true;
+    return false;
+}
+
+bool is_digit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+// Whether a gate's suffix number fits its cell; other cells take any number.
+bool suffix_fits(int cell, unsigned long long value) {
+    switch (cell) {
+        case CELL_AND:
+        case CELL_NAND:
+        case CELL_OR:
+        case CELL_NOR:
+            return value >= 2;
+        case CELL_EOR:
+        case CELL_ENOR:
+            return value == 2;
+        case CELL_AOI:
+        case CELL_OAI:
+            return value == 21 || value == 22 || value == 31 || value == 32 || value == 33 ||
+                   value == 211 || value == 221 || value == 222;
+        default:
+            return true;
+    }
+}
+
+}  // namespace
+
+Module* read_nld(Design& d, std::string_view text) {
+    return Reader(d, text, false).read();
+}
+Module* read_pcd(Design& d, std::string_view text) {
+    return Reader(d, text, true).read();
+}
+
+int parse_cell_name(Design& d, const char* text) {
+    d.cell_param = 0;
+    d.cell_param_low = 0;
+    const int whole = lookup_keyword(text, CellTable);
+    if (whole != NOT_FOUND) return whole;
+    const char* hyphen = std::strchr(text, '-');
+    if (!hyphen || hyphen[1] != '-') return NOT_FOUND;
+    const char* digits = hyphen + 2;
+    for (const char* p = digits; *p; ++p)
+        if (!is_digit(*p)) return NOT_FOUND;
+    // Exact value, saturated where it no longer fits, and modulo 256 apart.
+    constexpr unsigned long long kMax = std::numeric_limits<unsigned long long>::max();
+    unsigned long long value = 0;
+    unsigned low = 0;
+    for (const char* p = digits; *p; ++p) {
+        const unsigned digit = static_cast<unsigned>(*p - '0');
+        value = value > (kMax - digit) / 10 ? kMax : value * 10 + digit;
+        low = (low * 10 + digit) % 256;
+    }
+    d.cell_param = value;
+    d.cell_param_low = low;
+    const std::string base(text, static_cast<std::size_t>(hyphen + 1 - text));
+    const int cell = lookup_keyword(base.c_str(), CellTable);
+    if (cell == NOT_FOUND) return NOT_FOUND;
+    if (!suffix_fits(cell, value)) silent_fault();
+    return cell;
+}
+
+int pin_type_of(const char* pin, int cell) {
+    static constexpr std::initializer_list<const char*> kRegIn = {"in", "clk_enb", "m_clock",
+                                                                  "s_clock", "p_reset"};
+    static constexpr std::initializer_list<const char*> kReg3In = {"set", "reset", "m_clock",
+                                                                   "s_clock", "p_reset"};
+    static constexpr std::initializer_list<const char*> kSregIn = {
+        "in", "scan_in", "clk_enb", "scan_enb", "m_clock", "s_clock", "scan_clock", "p_reset"};
+    static constexpr std::initializer_list<const char*> kSreg3In = {
+        "set", "reset", "scan_in", "scan_enb", "m_clock", "s_clock", "scan_clock", "p_reset"};
+    const bool is_out = std::strcmp(pin, "out") == 0;
+    const bool is_nout = std::strcmp(pin, "nout") == 0;
+    switch (cell) {
+        case CELL_INV:
+            return is_nout ? KW_OUTPUT : any_of(pin, {"in"}) ? KW_INPUT : 0;
+        case CELL_NINV:
+            return is_out ? KW_OUTPUT : any_of(pin, {"in"}) ? KW_INPUT : 0;
+        case CELL_AND:
+        case CELL_OR:
+            return is_out ? KW_OUTPUT : KW_INPUT;
+        case CELL_NAND:
+        case CELL_NOR:
+        case CELL_AOI:
+        case CELL_OAI:
+            return is_nout ? KW_OUTPUT : KW_INPUT;
+        case CELL_EOR:
+            return is_out ? KW_OUTPUT : any_of(pin, {"in1", "in2"}) ? KW_INPUT : 0;
+        case CELL_ENOR:
+            return is_nout ? KW_OUTPUT : any_of(pin, {"in1", "in2"}) ? KW_INPUT : 0;
+        case CELL_REG:
+        case CELL_REGR:
+        case CELL_REGS:
+        case CELL_REG2:
+            return is_out || is_nout ? KW_OUTPUT : any_of(pin, kRegIn) ? KW_INPUT : 0;
+        case CELL_REG3:
+            return is_out || is_nout ? KW_OUTPUT : any_of(pin, kReg3In) ? KW_INPUT : 0;
+        case CELL_SREG:
+        case CELL_SRGR:
+        case CELL_SRGS:
+        case CELL_SREG2:
+            return is_out || is_nout || any_of(pin, {"scan_out"}) ? KW_OUTPUT
+                   : any_of(pin, kSregIn)                         ? KW_INPUT
+                                                                  : 0;
+        case CELL_SREG3:
+            return is_out || is_nout || any_of(pin, {"scan_out"}) ? KW_OUTPUT
+                   : any_of(pin, kSreg3In)                        ? KW_INPUT
+                                                                  : 0;
+        case CELL_HIGH:
+            return is_out ? KW_OUTPUT : 0;
+        case CELL_LOW:
+            return is_nout ? KW_OUTPUT : 0;
+        case CELL_TS_BUF:
+            return is_out ? KW_TRISTATE : any_of(pin, {"in", "nenb"}) ? KW_INPUT : 0;
+        case CELL_BGATE:
+            return is_nout ? KW_OUTPUT : any_of(pin, {"enb", "clock"}) ? KW_INPUT : 0;
+        case CELL_SUBMODULE:
+            return CELL_SUBMODULE;
+        default:
+            return 0;
+    }
+}
+
+namespace {
+Instance* first_named(Instance* list, const char* name) {
+    for (Instance* p = list; p; p = p->next)
+        if (p->name && std::strcmp(p->name, name) == 0) return p;
+    return nullptr;
+}
+}  // namespace
+
+Instance* find_port(const char* name, const Module& m) {
+    return first_named(m.ports, name);
+}
+Instance* find_inst(const char* name, const Module& m) {
+    return first_named(m.insts, name);
+}
+
+}  // namespace vorp

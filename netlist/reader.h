@@ -1,0 +1,32 @@
+// Reads one NLD or PCD netlist file into a Module, and the lookups by name
+// that later stages share.
+#pragma once
+
+#include <string_view>
+
+#include "db/design.h"
+
+namespace vorp {
+
+// Read a whole NLD (or PCD: ports and attributes only) file's text into a
+// new module. The caller has set `d.cur_path`. Every fault ends the run.
+// Lists are prepended, so file order is reversed in memory. Cost: linear in
+// the text (names are looked up through hash indexes that give the same
+// first match as the linear search).
+Module* read_nld(Design& d, std::string_view text);
+Module* read_pcd(Design& d, std::string_view text);
+
+// Cell code of a def-comp cell name; sets `d.cell_param` (and its value
+// modulo 256). Ends the run silently on a bad gate suffix.
+int parse_cell_name(Design& d, const char* text);
+
+// Direction code of a pin of a cell (265, 268, 271; 425 on a sub-module);
+// 0 when the cell has no pin of that name.
+int pin_type_of(const char* pin, int cell);
+
+// First port, or first component instance, in list order with this name;
+// records without a name are passed over. Linear.
+Instance* find_port(const char* name, const Module& m);
+Instance* find_inst(const char* name, const Module& m);
+
+}  // namespace vorp
