@@ -1,5 +1,270 @@
-// PLACEHOLDER until the flattening lands: reports failure so the driver falls back.
 #include "flatten/flatten.h"
+
+#include <cstring>
+#include <ostream>
+
+#include "db/lists.h"
+#include "flatten/net_merge.h"
+#include "flatten/net_ops.h"
+#include "flatten/sticky.h"
+#include "netlist/reader.h"
+
 namespace vorp {
-int flat(Design&) { return 0; }
+
+namespace {
+
+bool same_text(const char* a, const char* b) {
+    return a && b && std::strcmp(a, b) == 0;
+}
+
+bool is_flattened(const Module* m) {
+    return m && m->kind() == MOD_NLD;
+}
+bool is_driven(const Net* net) {
+    return net->net_type() == NET_WIRED || net->net_type() == NET_SIGNAL;
+}
+
+void pin_down(Node* n) {
+    n->set_pinned(true);
+    n->set_pols(0, 0);
+}
+
+// Modules below a reference module are references too (the list is in
+// discovery order, so parents come first).
+void close_references(Design& d) {
+    for (Module* m = d.top()->next; m; m = m->next)
+        if (m->kind() == MOD_NLD && m->parent && m->parent->kind() == MOD_REFERENCE)
+            m->set_kind(MOD_REFERENCE);
+}
+
+// Pins of sub-module instances take the type, name and note of their port.
+void resolve_pins(Module& m) {
+    for (Net* net = m.nets; net; net = net->next) {
+        for (Node* n = net->nodes; n; n = n->next) {
+            Instance* inst = n->inst;
+            if (n->pin_type() == CELL_SUBMODULE) {
+                n->set_port_note(0);
+                if (inst->sub) {
+                    if (Instance* port = find_port(n->pin, *inst->sub)) {
+                        n->set_pin_type(port->pin_type());
+                        n->pin = port->name;
+                        n->set_port_note(port->note());
+                    }
+                }
+            }
+            if (inst->cell() == CELL_SUBMODULE && is_flattened(inst->sub)) n->peer = nullptr;
+        }
+    }
+}
+
+void prune_module(Module& m, bool is_top) {
+    for (Instance* p = m.ports; p; p = p->next) p->set_kept(is_top || p->node);
+    bool any_connected = false;
+    for (Instance* i = m.insts; i && !any_connected; i = i->next) any_connected = i->node;
+    if (any_connected)
+        for_each_safe(m.insts, [&m](Instance* i) {
+            if (!i->node) unlink_from(m.insts, i);
+        });
+    for_each_safe(m.nets, [&m](Net* net) {
+        if (!net->nodes) unlink_from(m.nets, net);
+    });
+}
+
+void init_polarity(Module& m) {
+    for (Net* net = m.nets; net; net = net->next)
+        for (Node* n = net->nodes; n; n = n->next) n->set_pols(1, 1);
+}
+
+int fold_inverters(Design& d, Module& m) {
+    for (Net* net = m.nets; net; net = net->next) {
+        if (!is_driven(net)) continue;
+        for (Node* n = net->nodes; n;) {
+            if (n->inst->cell() != CELL_INV) {
+                n = n->next;
+                continue;
+            }
+            if (n->same_inst != n) {
+                // Go on from the node the merge returns: chains fold in one walk.
+                n = merge_net(d, n, n->same_inst, m);
+                if (!n) return 0;
+                continue;
+            }
+            if (!same_text(n->pin, "in")) {
+                *d.err << "vorp: the inverter instance (" << text_or_null(n->inst->name)
+                       << ") has floating input, sorry.\n";
+                return 0;
+            }
+            Instance* buffer = d.make<Instance>();
+            buffer->set_cell(CELL_NINV);
+            buffer->node = n;
+            buffer->owner = &m;
+            push_front(m.insts, buffer);
+            n->inst = buffer;
+            pin_down(n);
+            n = n->next;
+        }
+    }
+    return 1;
+}
+
+// Move a flattened copy's nets behind `tail`; its clock nets stay, reversed.
+void collect_nets(Tail<Net>& tail, Module& m) {
+    if (m.kind() != MOD_NLD) return;
+    Net* net = m.nets;
+    m.nets = nullptr;
+    while (net) {
+        Net* next = net->next;
+        if (net->net_type() == NET_CLOCK)
+            push_front(m.nets, net);
+        else
+            tail.append(net);
+        net = next;
+    }
+}
+
+// Move a flattened copy's instances behind `tail`; its instances of
+// flattened sub-modules go to its `flattened` list.
+void collect_instances(Tail<Instance>& tail, Module& m) {
+    if (m.kind() != MOD_NLD) return;
+    Instance* inst = m.insts;
+    m.insts = nullptr;
+    while (inst) {
+        Instance* next = inst->next;
+        if (inst->cell() == CELL_SUBMODULE && is_flattened(inst->sub))
+            push_front(m.flattened, inst);
+        else
+            tail.append(inst);
+        inst = next;
+    }
+}
+
+// A boundary pin left without a partner outside.
+int link_unmatched_submodule_pin(Design& d, Node* n) {
+    Instance* port = find_port(n->pin, *n->inst->sub);
+    if (!port) {
+        *d.err << "vorp: sub-module instance (" << text_or_null(n->inst->name)
+               << ") does not match to its module defintion, net colapsed?\n";
+        return 0;
+    }
+    if (port->kept()) {
+        *d.err << "vorp: linkage across sub-module boundary mismatched, sorry.\n";
+        return 0;
+    }
+    port->set_kept(false);
+    pin_down(n);
+    return 1;
+}
+
+// Join every flattened copy's ports to the pins outside it.
+int link_boundaries(Design& d, Module& top) {
+    for (Net* net = top.nets; net; net = net->next) {
+        if (!is_driven(net)) continue;
+        for (Node* n = net->nodes; n;) {
+            Instance* inst = n->inst;
+            const int cell = inst->cell();
+            const bool joins =
+                (cell == CELL_PORT && inst->owner != &top && n->pin_type() != KW_GLOBAL) ||
+                (cell == CELL_SUBMODULE && is_flattened(inst->sub));
+            if (joins) {
+                if (Node* partner = find_node(n)) {
+                    n = merge_net(d, n, partner, top);
+                    if (!n) return 0;
+                    continue;
+                }
+                if (cell == CELL_PORT) {
+                    inst->set_kept(false);
+                    pin_down(n);
+                } else if (!link_unmatched_submodule_pin(d, n)) {
+                    return 0;
+                }
+            } else if (cell == CELL_SUBMODULE &&
+                       (n->pin_type() == KW_UNUSED || n->pin_type() == KW_UNUSED_CONNECTED)) {
+                pin_down(n);
+            }
+            n = n->next;
+        }
+    }
+    return 1;
+}
+
+// Join the nets driven by the cells (or ports) that `pick` selects into the
+// first of them.
+template <class Pick>
+int join_duplicates(Design& d, Module& top, Pick pick) {
+    Net* first = nullptr;
+    for (Net* net = top.nets; net;) {
+        Net* next = net->next;
+        if (net->net_type() == NET_SIGNAL && net->source && pick(net->source)) {
+            if (!first)
+                first = net;
+            else if (!append_net(d, first, net))
+                return 0;
+        }
+        net = next;
+    }
+    return 1;
+}
+
+bool on_cell(const Node* n, int cell) {
+    return n->inst && n->inst->cell() == cell;
+}
+
+int join_constants(Design& d, Module& top) {
+    if (!join_duplicates(d, top, [](const Node* s) { return on_cell(s, CELL_HIGH); })) return 0;
+    if (!join_duplicates(d, top, [](const Node* s) { return on_cell(s, CELL_LOW); })) return 0;
+    if (!join_duplicates(d, top, [](const Node* s) {
+            return on_cell(s, CELL_PORT) && same_text(s->pin, "VDD");
+        }))
+        return 0;
+    return join_duplicates(
+        d, top, [](const Node* s) { return on_cell(s, CELL_PORT) && same_text(s->pin, "VSS"); });
+}
+
+}  // namespace
+
+int flat(Design& d) {
+    Module& top = *d.top();
+    close_references(d);
+    for (Module* m = d.modules; m; m = m->next)
+        if (m->kind() == MOD_NLD) resolve_pins(*m);
+    for (Module* m = d.modules; m; m = m->next) {
+        if (m->kind() == MOD_NLD) {
+            prune_module(*m, m == &top);
+            init_polarity(*m);
+        }
+        classify_nets(*m);
+    }
+    if (!protect_irreversible_nets(d)) return 0;
+    for (Module* m = d.modules; m; m = m->next)
+        for (Instance* i = m->insts; i; i = i->next) i->set_on_clock(false);
+    for (Module* m = d.modules; m; m = m->next) mark_clock_nets(*m);
+    for (Module* m = d.modules; m; m = m->next)
+        if (m->kind() == MOD_NLD && !fold_inverters(d, *m)) return 0;
+    for (Module* m = d.modules; m; m = m->next) {
+        if (m->kind() != MOD_NLD) continue;
+        m->flattened = nullptr;
+        for (Net* net = m->nets; net; net = net->next)
+            for (Node* n = net->nodes; n; n = n->next) n->set_pinned(false);
+    }
+
+    if (!top.nets) {
+        *d.err << "vorp: internal net representation colapsed, or net set is empty, sorry.\n";
+        return 0;
+    }
+    Tail<Net> nets(top.nets);
+    for (Module* m = top.next; m; m = m->next) collect_nets(nets, *m);
+    if (!link_boundaries(d, top)) return 0;
+    for (Net* net = top.nets; net; net = net->next)
+        if (is_driven(net) && !find_source(d, net)) return 0;
+
+    if (!top.insts) {
+        *d.err << "vorp: internal instance representation colapsed, or instance set is empty, "
+                  "sorry.\n";
+        return 0;
+    }
+    Tail<Instance> insts(top.insts);
+    for (Module* m = top.next; m; m = m->next) collect_instances(insts, *m);
+    return join_constants(d, top);
+}
+
 }  // namespace vorp

@@ -1,6 +1,221 @@
-// PLACEHOLDER until sticky handling lands.
 #include "flatten/sticky.h"
+
+#include <cstdio>
+#include <ostream>
+
+#include "db/lists.h"
+#include "flatten/net_ops.h"
+
 namespace vorp {
-int protect_irreversible_nets(Design&) { return 0; }
-int unprotect_irreversible_nets(Design&) { return 0; }
+
+namespace {
+
+Node* make_pin(Design& d, Instance* owner, const char* name, int type, int pol) {
+    Node* pin = d.make<Node>();
+    pin->inst = owner;
+    pin->pin = d.copy_string(name);
+    pin->set_pin_type(type);
+    pin->set_pols(pol, pol);
+    return pin;
+}
+
+void push_node(Net* net, Node* node) {
+    node->net = net;
+    push_front(net->nodes, node);
+}
+
+bool is_input_type(int type) {
+    return type == KW_INPUT || type == KW_INPUT_CONNECTED;
+}
+bool is_output_type(int type) {
+    return type == KW_OUTPUT || type == KW_OUTPUT_CONNECTED;
+}
+
+// The sticky's direction and cell for a node of an inverter; false with the
+// message when the pin cannot be protected.
+bool inverter_side(Design& d, Node* node, int& cell, int& dir) {
+    const int type = node->pin_type();
+    cell = CELL_STICKY;
+    if (is_input_type(type)) {
+        dir = 0;
+    } else if (is_output_type(type)) {
+        dir = 1;
+    } else {
+        *d.err << "vorp: an inverter instance has a pin of the type " << type
+               << ", which cannot be handled, sorry.\n";
+        return false;
+    }
+    return true;
+}
+
+bool boundary_side(Design& d, Node* node, Node* partner, int& cell, int& dir) {
+    const int mine = node->inst->cell();
+    const int theirs = partner->inst ? partner->inst->cell() : 0;
+    int base;
+    if (mine == CELL_SUBMODULE && theirs == CELL_PORT) {
+        base = 1;
+    } else if (mine == CELL_PORT && theirs == CELL_SUBMODULE) {
+        base = 0;
+    } else {
+        *d.err << "vorp: find_node() detects a node pair (" << mine << ", " << theirs
+               << "), which cannot be handled, sorry.\n";
+        return false;
+    }
+    const int type = node->pin_type();
+    cell = CELL_STICKY;
+    if (is_input_type(type)) {
+        dir = 1 - base;
+    } else if (is_output_type(type)) {
+        dir = base;
+    } else if (type == KW_TRISTATE || type == KW_TRISTATE_CONNECTED) {
+        dir = base;
+        cell = CELL_STICKY_TS;
+    } else {
+        *d.err << "vorp: protect_the_node() receives a node of the type " << type
+               << ", which cannot be handled, sorry.\n";
+        return false;
+    }
+    return true;
+}
+
+int count_nodes(const Net* net, int (*pick)(const Node*)) {
+    int n = 0;
+    for (const Node* x = net->nodes; x; x = x->next) n += pick(x);
+    return n;
+}
+
+// Keep the sticky as an inverter (400) or a buffer (401). The input pin ends
+// named after the output; the output pin keeps its name.
+int keep_sticky(Design& d, Instance* s, Node* in, int cell) {
+    s->set_cell(cell);
+    in->pin = d.copy_string(cell == CELL_INV ? "nout" : "out");
+    return 1;
+}
+
+// Remove the sticky and join its two nets, the larger keeping its place.
+int dissolve_sticky(Design& d, Instance* s, Node* in, Node* out, int n_in, int n_out) {
+    Net* in_net = in->net;
+    Net* out_net = out->net;
+    unlink_node(d, in);
+    unlink_node(d, out);
+    unlink_instance(s);
+    Net* stays = n_in > n_out ? in_net : out_net;
+    Net* goes = n_in > n_out ? out_net : in_net;
+    for (Node* n = goes->nodes; n;) {
+        Node* next = n->next;
+        if (!unlink_node(d, n)) return 0;
+        push_node(stays, n);
+        n = next;
+    }
+    unlink_net(d, goes, *d.top());
+    return 1;
+}
+
+}  // namespace
+
+int insert_sticky(Design& d, Net* net, Node* node, int cell, int dir) {
+    Module* owner = node->inst->owner;
+    Net* sticky_net = d.make<Net>();
+    push_front(owner->nets, sticky_net);
+    Instance* s = d.make<Instance>();
+    s->set_cell(cell);
+    std::snprintf(d.sticky_name, sizeof d.sticky_name, "sticky-%d", d.sticky_count++);
+    s->name = d.copy_string(d.sticky_name);
+    s->owner = owner;
+    push_front(owner->insts, s);
+    Node* i = make_pin(d, s, "i", KW_INPUT, 1);
+    Node* o = make_pin(d, s, "o", KW_OUTPUT, 0);
+    i->same_inst = o;
+    o->same_inst = i;
+    s->node = i;
+
+    if (!unlink_node(d, node)) return 0;
+    push_node(dir == 1 ? sticky_net : net, i);
+    push_node(dir == 1 ? net : sticky_net, o);
+    push_node(sticky_net, node);
+    return 1;
+}
+
+int protect_net(Design& d, Net* net) {
+    for (Node* node = net->nodes; node;) {
+        Node* next = node->next;
+        int cell = 0, dir = 0;
+        if (node->inst->cell() == CELL_INV) {
+            if (node->same_inst == node) {
+                node = next;
+                continue;
+            }
+            if (!inverter_side(d, node, cell, dir)) return 0;
+        } else {
+            Node* partner = find_node(node);
+            if (!partner) {
+                node = next;
+                continue;
+            }
+            if (!boundary_side(d, node, partner, cell, dir)) return 0;
+        }
+        insert_sticky(d, net, node, cell, dir);
+        node = next;
+    }
+    return 1;
+}
+
+int protect_irreversible_nets(Design& d) {
+    d.sticky_count = 0;
+    for (Module* m = d.modules; m; m = m->next)
+        for (Net* net = m->nets; net; net = net->next)
+            if (net->irreversible() && !protect_net(d, net)) return 0;
+    return 1;
+}
+
+int resolve_sticky(Design& d, Instance* s) {
+    Node* in = nullptr;
+    Node* out = nullptr;
+    Node* pin = s->node;
+    if (pin) {
+        do {
+            const int type = pin->pin_type();
+            if (is_input_type(type))
+                in = pin;
+            else if (is_output_type(type))
+                out = pin;
+            else
+                return 0;
+            pin = pin->same_inst;
+        } while (pin && pin != s->node);
+    }
+    if (!in || !out) return 0;
+    if (s->inverted()) {
+        in->set_pols(-in->pol_a(), -in->pol_b());
+        s->set_inverted(false);
+    }
+    Net* out_net = out->net;
+    const bool twisted = in->pol_a() == -1;
+    const int n_in = count_nodes(in->net, [](const Node*) { return 1; });
+    const int sinks_in =
+        count_nodes(in->net, [](const Node* x) { return x->pol_b() != 0 ? 1 : 0; });
+    const int n_out = count_nodes(out_net, [](const Node*) { return 1; });
+    const int sources_out =
+        count_nodes(out_net, [](const Node* x) { return x->pol_a() == 0 ? 1 : 0; });
+    if (twisted) {
+        if (sources_out > 1 || out_net->irreversible()) return keep_sticky(d, s, in, CELL_INV);
+        invert_net(*out_net);
+        return dissolve_sticky(d, s, in, out, n_in, n_out);
+    }
+    if (sinks_in > 1 && sources_out > 1) return keep_sticky(d, s, in, CELL_NINV);
+    return dissolve_sticky(d, s, in, out, n_in, n_out);
+}
+
+int unprotect_irreversible_nets(Design& d) {
+    for (Module* m = d.modules; m; m = m->next) {
+        for (Instance* i = m->insts; i;) {
+            Instance* next = i->next;
+            if ((i->cell() == CELL_STICKY || i->cell() == CELL_STICKY_TS) && !resolve_sticky(d, i))
+                return 0;
+            i = next;
+        }
+    }
+    return 1;
+}
+
 }  // namespace vorp

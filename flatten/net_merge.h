@@ -1,0 +1,15 @@
+// Joining the two nets that meet at a pair of nodes, with the polarity
+// adjustment that keeps every remaining load's logical value.
+#pragma once
+
+#include "db/design.h"
+
+namespace vorp {
+
+// Join y's net into x's net and take the pair x, y out of them; one net may
+// be inverted first (never an irreversible one). `module` holds y's net.
+// Returns the node from which a walk over x's net goes on: x's former
+// successor, else the first node that came from y's net; null on failure.
+Node* merge_net(Design& d, Node* x, Node* y, Module& module);
+
+}  // namespace vorp

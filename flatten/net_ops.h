@@ -1,0 +1,49 @@
+// Small, strict list operations on nets, nodes and instances, and the
+// classification of nets by their pins. Each operation checks the linkage it
+// relies on and reports an inconsistency instead of corrupting the lists.
+#pragma once
+
+#include <string>
+
+#include "db/design.h"
+
+namespace vorp {
+
+// "m_clock", "s_clock", "b_clock", "scan_clock", "p_reset".
+bool is_clock_pin_name(const char* name);
+
+// Take a node off its net's list (searched from the head). The node keeps its
+// own `next` and `net`: callers continue walks from the stale `next`.
+int unlink_node(Design& d, Node* node);
+// Take a net off a module's list; the net keeps its own `next`.
+int unlink_net(Design& d, Net* net, Module& module);
+// Take an instance off its owner's list; no message on failure.
+int unlink_instance(Instance* inst);
+// Join `drop` into `keep` (keep's nodes first) without drop's source pin, and
+// remove `drop` from the top module.
+int append_net(Design& d, Net* keep, Net* drop);
+
+// The node on the other side of a module boundary, or null.
+Node* find_node(Node* node);
+// Set the net's driver: the first definite source, else the last
+// bidirectional candidate. Prints the net dump and fails when there is none.
+int find_source(Design& d, Net* net);
+// Kind, source and irreversibility of every net from its pins.
+void classify_nets(Module& m);
+// Mark every net reached from a clock pin, through combinational cells and
+// module boundaries, as a clock net. Iterative: deep clock trees are fine.
+void mark_clock_nets(Module& m);
+void mark_clock_net(Node* node);
+
+// One line: the net's address, kind, irreversibility, source pin and nodes
+// with their polarities. `label`, when given, stands in place of the address
+// (tests want output that does not change from run to run).
+std::string net_dump(const Net& net, const char* label = nullptr);
+
+// The dump of every net of a module, in list order, labelled 0, 1, ...
+std::string dump_nets(const Module& m);
+
+// Invert a net: negate both polarities of every node on it.
+void invert_net(Net& net);
+
+}  // namespace vorp
