@@ -1,6 +1,148 @@
-// PLACEHOLDER until inverter counting lands.
 #include "reduce/counting.h"
+
+#include <algorithm>
+#include <cstring>
+
 namespace vorp {
-int count_inverters(Design&, Module&) { return 0; }
-int count_kept_inverters(Design&, Module&) { return 0; }
+
+namespace {
+
+// Exclusive-or gates absorb inversions: their pins are nobody's consumers.
+bool is_consumer(const Node* n) {
+    return !n->inst || !is_xor(n->inst->cell());
+}
+
+struct Votes {
+    int straight = 0;
+    int inverted = 0;
+};
+
+Votes votes_of(const Net* net) {
+    Votes v;
+    for (const Node* n = net->nodes; n; n = n->next) {
+        if (!is_consumer(n)) continue;
+        if (n->pol_a() == 1) ++v.straight;
+        if (n->pol_a() == -1) ++v.inverted;
+    }
+    return v;
+}
+
+bool same_text(const char* a, const char* b) {
+    return a && b && std::strcmp(a, b) == 0;
+}
+
+// How a net's driver can serve inverted consumers.
+enum class DriverRule { EITHER_POLARITY, ONE_POLARITY, NEVER };
+
+DriverRule rule_of(const Design& d, const Net* net) {
+    const Node* source = net->source;
+    if (!source || !source->inst) return DriverRule::ONE_POLARITY;
+    const int cell = source->inst->cell();
+    switch (cell) {
+        case CELL_AND:
+        case CELL_NAND:
+        case CELL_OR:
+        case CELL_NOR:
+            return d.opt_a && !net->irreversible() ? DriverRule::EITHER_POLARITY
+                                                   : DriverRule::ONE_POLARITY;
+        case CELL_EOR:
+        case CELL_ENOR:
+            return !net->irreversible() ? DriverRule::EITHER_POLARITY : DriverRule::ONE_POLARITY;
+        case CELL_REG:
+        case CELL_REGR:
+        case CELL_REGS:
+        case CELL_REG2:
+        case CELL_REG3:
+        case CELL_HIGH:
+        case CELL_LOW:
+            return DriverRule::NEVER;
+        case CELL_SREG:
+        case CELL_SRGR:
+        case CELL_SRGS:
+        case CELL_SREG2:
+        case CELL_SREG3:
+            return same_text(source->pin, "scan_out") ? DriverRule::ONE_POLARITY
+                                                      : DriverRule::NEVER;
+        case CELL_PORT:
+            return same_text(source->inst->name, "VDD") || same_text(source->inst->name, "VSS")
+                       ? DriverRule::NEVER
+                       : DriverRule::ONE_POLARITY;
+        default:
+            return DriverRule::ONE_POLARITY;
+    }
+}
+
+}  // namespace
+
+int needs_inverted(const Net* net) {
+    for (const Node* n = net->nodes; n; n = n->next)
+        if (is_consumer(n) && n->pol_a() == -1) return 1;
+    return 0;
+}
+
+int both_polarities(const Net* net) {
+    const Votes v = votes_of(net);
+    return v.straight > 0 && v.inverted > 0 ? 1 : 0;
+}
+
+int inverted_count(const Net* net) {
+    return votes_of(net).inverted;
+}
+
+int min_polarity(const Net* net) {
+    const Votes v = votes_of(net);
+    return std::min(v.straight, v.inverted);
+}
+
+int net_inverters(const Design& d, const Net* net) {
+    switch (rule_of(d, net)) {
+        case DriverRule::EITHER_POLARITY:
+            return both_polarities(net);
+        case DriverRule::ONE_POLARITY:
+            return needs_inverted(net);
+        case DriverRule::NEVER:
+            return 0;
+    }
+    return 0;
+}
+
+int net_inverted_load(const Design& d, const Net* net) {
+    switch (rule_of(d, net)) {
+        case DriverRule::EITHER_POLARITY:
+            return min_polarity(net);
+        case DriverRule::ONE_POLARITY:
+            return inverted_count(net);
+        case DriverRule::NEVER:
+            return 0;
+    }
+    return 0;
+}
+
+int count_inverters(Design& d, Module& m) {
+    int count = 0;
+    if (m.kind() == MOD_NLD) {
+        for (const Net* net = m.nets; net; net = net->next)
+            if (is_signal_net(net)) count += net_inverters(d, net);
+    } else if (m.kind() == MOD_REFERENCE) {
+        for (const Instance* i = m.insts; i; i = i->next) count += i->cell() == CELL_INV;
+    }
+    return count;
+}
+
+int count_kept_inverters(Design&, Module& m) {
+    if (m.kind() != MOD_NLD) return 0;
+    int count = 0;
+    for (const Instance* i = m.insts; i; i = i->next)
+        count += i->cell() == CELL_INV && i->node && i->node->net &&
+                 i->node->net->net_type() == NET_CLOCK;
+    return count;
+}
+
+int total_inverted_load(Design& d, const Module& top) {
+    int load = 0;
+    for (const Net* net = top.nets; net; net = net->next)
+        if (is_signal_net(net)) load += net_inverted_load(d, net);
+    return load;
+}
+
 }  // namespace vorp

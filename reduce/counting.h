@@ -1,11 +1,32 @@
-// Inverter counting: how many inverters a polarity assignment needs.
+// Inverter counting: how many inverters a polarity assignment needs, and the
+// inverted load that breaks ties. Full walks of the nets; no caching.
 #pragma once
 
 #include "db/design.h"
 
 namespace vorp {
 
+// Nets that carry logic: wired (271) and driven (291).
+inline bool is_signal_net(const Net* net) {
+    return net->net_type() == NET_WIRED || net->net_type() == NET_SIGNAL;
+}
+
+// Inverters a module needs: per signal net for flattened modules, the inv-
+// cells of reference modules, nothing for black boxes.
 int count_inverters(Design& d, Module& m);
+// inv- cells left on clock nets by flattening.
 int count_kept_inverters(Design& d, Module& m);
+// Tie-break measure over the top module's signal nets.
+int total_inverted_load(Design& d, const Module& top);
+
+// 0 or 1: whether the net needs an inverter, by its driver's kind.
+int net_inverters(const Design& d, const Net* net);
+// How many consumers see the inverted signal, by the same rules.
+int net_inverted_load(const Design& d, const Net* net);
+
+int needs_inverted(const Net* net);
+int both_polarities(const Net* net);
+int inverted_count(const Net* net);
+int min_polarity(const Net* net);
 
 }  // namespace vorp

@@ -1,5 +1,144 @@
-// PLACEHOLDER until the reduction lands.
 #include "reduce/reduction.h"
+
+#include <ostream>
+
+#include "db/lists.h"
+#include "reduce/counting.h"
+
 namespace vorp {
-int red_inv(Design&) { return 0; }
+
+namespace {
+
+void make_group(Module& top, Instance* inst) {
+    inst->next_group = top.groups;
+    top.groups = inst;
+    inst->group = inst;
+    inst->next_in_group = nullptr;
+}
+
+void toggle_group_duals(Instance* g) {
+    for (Instance* m = g; m; m = m->next_in_group)
+        if (is_gate(m->cell())) m->toggle_dual();
+}
+
+// One sweep: the cluster loops and the group loop, each call guarded by the
+// termination checkpoint. True when anything changed.
+bool sweep(Reduction& r, Instance* g, Mode mode) {
+    bool changed = false;
+    while (r.termination.checkpoint(CallSite::CLUSTER_ALL, mode, changed) &&
+           cluster_step(r, g, ClusterSet::ALL, mode))
+        changed = true;
+    if (r.termination.stopped()) return changed;
+    if (r.d.has_xor) {
+        while (r.termination.checkpoint(CallSite::CLUSTER_NO_XOR, mode, changed) &&
+               cluster_step(r, g, ClusterSet::NO_XOR, mode))
+            changed = true;
+        if (r.termination.stopped()) return changed;
+    }
+    while (r.termination.checkpoint(CallSite::GROUP, mode, changed) && group_step(r, g, mode))
+        changed = true;
+    return changed;
+}
+
+// The first node with a bidirectional pin seen inverted on an irreversible net.
+bool has_twisted_irreversible_net(const Module& top) {
+    for (const Net* net = top.nets; net; net = net->next) {
+        if (!net->irreversible()) continue;
+        for (const Node* n = net->nodes; n; n = n->next)
+            if ((n->pin_type() == KW_BIDIRECT || n->pin_type() == KW_BIDIRECT_CONNECTED) &&
+                n->pol_b() == -1)
+                return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+Instance* merge_groups(Module& top, Instance* a, Instance* b) {
+    Instance* keep = a;
+    Instance* gone = b;
+    if (gone->group->cell() == CELL_PORT && keep->group->cell() != CELL_PORT) std::swap(keep, gone);
+    Instance* leader = keep->group;
+    Instance* gone_leader = gone->group;
+    unlink_from<Instance, &Instance::next_group>(top.groups, gone_leader);
+    Instance* last = keep;
+    while (last->next_in_group) last = last->next_in_group;
+    last->next_in_group = gone_leader;
+    for (Instance* m = gone_leader; m; m = m->next_in_group) m->group = leader;
+    return leader;
+}
+
+void build_groups(Module& top) {
+    top.groups = nullptr;
+    for (Instance* p = top.ports; p; p = p->next)
+        if (p->cell() == CELL_PORT && p->kept()) make_group(top, p);
+    for (Module* m = top.next; m; m = m->next)
+        if (m->kind() == MOD_NLD)
+            for (Instance* p = m->ports; p; p = p->next)
+                if (p->pin_type() == KW_GLOBAL) make_group(top, p);
+    for (Instance* i = top.insts; i; i = i->next)
+        if (i->cell() != CELL_INV) make_group(top, i);
+    for (Net* net = top.nets; net; net = net->next) {
+        if (!is_signal_net(net) || !net->source || !net->source->inst) continue;
+        Instance* driver = net->source->inst;
+        Instance* cur = driver->group;
+        if (!cur) continue;
+        for (Node* n = net->nodes; n; n = n->next) {
+            if (n->pinned() || !n->inst || !n->inst->group) continue;
+            if (n->inst->group != cur) cur = merge_groups(top, driver, n->inst);
+        }
+    }
+}
+
+bool group_step(Reduction& r, Instance* g, Mode mode) {
+    bool changed = false;
+    if (try_flip_group(r, g, mode)) {
+        toggle_group_duals(g);
+        if (r.d.has_xor || r.d.opt_a) settle_group_nets(r, g);
+        changed = true;
+    }
+    if (flip_instances(r, g, mode)) changed = true;
+    if (r.d.opt_a && complement_outputs(r, g, mode)) changed = true;
+    return changed;
+}
+
+void strict_pass(Reduction& r, Instance* g) {
+    while (sweep(r, g, Mode::STRICT) && !r.termination.stopped()) {
+    }
+}
+
+bool tie_break_pass(Reduction& r, Instance* g) {
+    const bool first = sweep(r, g, Mode::TIE_BREAK);
+    if (first)
+        while (!r.termination.stopped() && sweep(r, g, Mode::TIE_BREAK)) {
+        }
+    return first;
+}
+
+int red_inv(Design& d) {
+    Module& top = *d.top();
+    build_groups(top);
+    for (Instance* i = top.insts; i; i = i->next) {
+        i->set_dual(false);
+        i->set_complement(false);
+    }
+    Reduction r{d, top, {}};
+    if (d.has_xor || d.opt_a)
+        for (Instance* g = top.groups; g; g = g->next_group) settle_group_nets(r, g);
+    d.clusters = nullptr;
+    for (Instance* g = top.groups; g; g = g->next_group) {
+        if (g->on_clock()) continue;
+        r.termination.start_group();
+        do {
+            strict_pass(r, g);
+            if (r.termination.stopped()) break;
+        } while (tie_break_pass(r, g) && !r.termination.stopped());
+    }
+    if (has_twisted_irreversible_net(top)) {
+        *d.err << "vorp: twisted irreversible net found, sorry.\n";
+        return 0;
+    }
+    return 1;
+}
+
 }  // namespace vorp

@@ -1,0 +1,324 @@
+#include "reduce/moves.h"
+
+#include <cstring>
+
+#include "db/lists.h"
+#include "reduce/counting.h"
+
+namespace vorp {
+
+namespace {
+
+bool in_cluster_set(int cell, ClusterSet set) {
+    if (set == ClusterSet::ALL) return cell >= CELL_NINV && cell <= CELL_OAI;
+    return (cell >= CELL_NINV && cell <= CELL_NOR) || cell == CELL_AOI || cell == CELL_OAI;
+}
+
+// Gates that may lead a candidate cluster of the set.
+bool leads_candidate(int cell, ClusterSet set) {
+    if (set == ClusterSet::ALL) return is_gate(cell);
+    return (cell >= CELL_AND && cell <= CELL_NOR) || cell == CELL_AOI || cell == CELL_OAI;
+}
+
+bool is_and_or(int cell) {
+    return cell >= CELL_AND && cell <= CELL_NOR;
+}
+
+template <class F>
+void for_each_member(Instance* g, F&& f) {
+    for (Instance* m = g; m; m = m->next_in_group) f(m);
+}
+
+template <class F>
+void for_each_cluster_member(Instance* leader, F&& f) {
+    for (Instance* m = leader; m; m = m->next_in_cluster) f(m);
+}
+
+int local_count(const Reduction& r, Instance* m, int (*measure)(const Design&, const Net*)) {
+    int sum = 0;
+    for_each_in_ring(m->node, [&](Node* n) { sum += measure(r.d, n->net); });
+    return sum;
+}
+
+bool all_gates_flippable(Instance* leader, Instance* Instance::*next) {
+    for (Instance* m = leader; m; m = m->*next)
+        if (is_gate(m->cell()) && !is_flippable(m)) return false;
+    return true;
+}
+
+void flip_gates(Reduction& r, Instance* leader, Instance* Instance::*next) {
+    for (Instance* m = leader; m; m = m->*next)
+        if (is_gate(m->cell())) flip_instance(r, m);
+}
+
+void toggle_gate_duals(Instance* leader, Instance* Instance::*next) {
+    for (Instance* m = leader; m; m = m->*next)
+        if (is_gate(m->cell())) m->toggle_dual();
+}
+
+}  // namespace
+
+void Reduction::set_pols(Node* n, int a, int b) {
+    termination.polarity_changed(n, n->pol_a(), n->pol_b(), a, b);
+    n->set_pols(a, b);
+}
+
+Reduction::Measure Reduction::measure(Mode mode) {
+    Measure m;
+    m.count = count_inverters(d, top);
+    if (mode == Mode::TIE_BREAK) m.load = total_inverted_load(d, top);
+    return m;
+}
+
+bool Reduction::accepts(Mode mode, const Measure& before, const Measure& after) {
+    if (after.count < before.count) return true;
+    return mode == Mode::TIE_BREAK && after.count == before.count && after.load < before.load;
+}
+
+void negate_node(Reduction& r, Node* n) {
+    r.set_pols(n, -n->pol_a(), -n->pol_b());
+}
+
+void negate_net(Reduction& r, Net* net) {
+    for (Node* n = net->nodes; n; n = n->next) negate_node(r, n);
+}
+
+bool is_flippable(const Instance* inst) {
+    bool flippable = true;
+    for_each_in_ring(inst->node, [&](const Node* n) {
+        if (n->pin_type() != KW_INPUT && n->net && n->net->irreversible()) flippable = false;
+    });
+    return flippable;
+}
+
+void flip_instance(Reduction& r, Instance* inst) {
+    for_each_in_ring(inst->node, [&](Node* n) {
+        if (n->pin_type() == KW_INPUT)
+            negate_node(r, n);
+        else
+            negate_net(r, n->net);
+    });
+}
+
+bool try_flip_group(Reduction& r, Instance* g, Mode mode) {
+    if (!all_gates_flippable(g, &Instance::next_in_group)) return false;
+    const auto before = r.measure(mode);
+    flip_gates(r, g, &Instance::next_in_group);
+    if (Reduction::accepts(mode, before, r.measure(mode))) return true;
+    flip_gates(r, g, &Instance::next_in_group);
+    return false;
+}
+
+bool flip_instances(Reduction& r, Instance* g, Mode mode) {
+    bool any = false;
+    for_each_member(g, [&](Instance* m) {
+        const int cell = m->cell();
+        bool success = false;
+        if (is_and_or(cell) || cell == CELL_AOI || cell == CELL_OAI) {
+            success = try_flip_instance(r, m, mode);
+            if (success) m->toggle_dual();
+        } else if (cell == CELL_TS_BUF) {
+            success = try_flip_tristate(r, m, mode);
+        }
+        if (!success) return;
+        any = true;
+        if (r.d.has_xor || r.d.opt_a) settle_instance_nets(r, m);
+    });
+    return any;
+}
+
+bool try_flip_instance(Reduction& r, Instance* m, Mode mode) {
+    if (!is_flippable(m)) return false;
+    const int before = local_count(r, m, net_inverters);
+    const int load_before = mode == Mode::TIE_BREAK ? local_count(r, m, net_inverted_load) : 0;
+    flip_instance(r, m);
+    const int after = local_count(r, m, net_inverters);
+    if (before - after > 0) return true;
+    if (mode == Mode::TIE_BREAK && before == after &&
+        load_before - local_count(r, m, net_inverted_load) >= 1)
+        return true;
+    flip_instance(r, m);
+    return false;
+}
+
+bool is_tristate_flippable(const Instance* m) {
+    bool flippable = true;
+    for_each_in_ring(m->node, [&](const Node* n) {
+        if (n->pin_type() == KW_TRISTATE && n->net && n->net->irreversible()) flippable = false;
+    });
+    return flippable;
+}
+
+void flip_tristate(Reduction& r, Instance* m) {
+    Node* bus_pin = nullptr;
+    for_each_in_ring(m->node, [&](Node* n) {
+        if (!bus_pin && n->pin_type() == KW_TRISTATE) bus_pin = n;
+    });
+    if (!bus_pin) return;
+    for (Node* n = bus_pin->net->nodes; n; n = n->next) {
+        if (n->inst->cell() == CELL_TS_BUF && n->pin_type() == KW_TRISTATE) {
+            Node* in = nullptr;
+            for_each_in_ring(n->inst->node, [&](Node* p) {
+                if (!in && p->pin && std::strcmp(p->pin, "in") == 0) in = p;
+            });
+            if (in) negate_node(r, in);
+        } else {
+            negate_node(r, n);
+        }
+    }
+}
+
+bool try_flip_tristate(Reduction& r, Instance* m, Mode mode) {
+    if (!is_tristate_flippable(m)) return false;
+    const auto before = r.measure(mode);
+    flip_tristate(r, m);
+    if (Reduction::accepts(mode, before, r.measure(mode))) return true;
+    flip_tristate(r, m);
+    return false;
+}
+
+bool complement_outputs(Reduction& r, Instance* g, Mode mode) {
+    bool any = false;
+    for_each_member(g, [&](Instance* m) {
+        if (!is_and_or(m->cell()) || !try_complement_output(r, m, mode)) return;
+        m->toggle_complement();
+        any = true;
+    });
+    return any;
+}
+
+bool try_complement_output(Reduction& r, Instance* m, Mode mode) {
+    Node* out = nullptr;
+    for_each_in_ring(m->node, [&](Node* n) {
+        if (!out && n->pin_type() == KW_OUTPUT) out = n;
+    });
+    if (!out) return false;
+    Net* net = out->net;
+    if (net->irreversible()) return false;
+    const int c0 = net_inverters(r.d, net);
+    const int l0 = mode == Mode::TIE_BREAK ? net_inverted_load(r.d, net) : 0;
+    negate_net(r, net);
+    const int c1 = net_inverters(r.d, net);
+    if (c1 < c0) return true;
+    if (mode == Mode::TIE_BREAK && c1 == c0 && net_inverted_load(r.d, net) < l0) return true;
+    negate_net(r, net);
+    return false;
+}
+
+int net_balance(const Net* net) {
+    int balance = 0;
+    for (const Node* n = net->nodes; n; n = n->next) {
+        if (n->inst && is_xor(n->inst->cell())) continue;
+        if (n->pol_a() == 1) ++balance;
+        if (n->pol_a() == -1) --balance;
+    }
+    return balance;
+}
+
+void absorb_xor_inputs(Reduction& r, Net* net) {
+    for (Node* n = net->nodes; n; n = n->next) {
+        if (!n->inst || !is_xor(n->inst->cell()) || n->pol_a() != -1) continue;
+        r.set_pols(n, 1, 1);
+        n->inst->toggle_dual();
+    }
+}
+
+void push_net(Reduction& r, Net* net) {
+    for (Node* n = net->nodes; n; n = n->next) {
+        if (n->inst && is_xor(n->inst->cell()) && n->pol_a() == 1)
+            n->inst->toggle_dual();
+        else
+            negate_node(r, n);
+    }
+}
+
+void settle_net(Reduction& r, Net* net) {
+    Instance* driver = net->source ? net->source->inst : nullptr;
+    const int cell = driver ? driver->cell() : 0;
+    if (is_and_or(cell)) {
+        if (r.d.opt_a && !net->irreversible() && net_balance(net) < 0) {
+            driver->toggle_complement();
+            push_net(r, net);
+        } else {
+            absorb_xor_inputs(r, net);
+        }
+    } else if (is_xor(cell)) {
+        if (!net->irreversible() && net_balance(net) < 0) {
+            driver->toggle_dual();
+            push_net(r, net);
+        } else {
+            absorb_xor_inputs(r, net);
+        }
+    } else if (!is_register(cell)) {
+        absorb_xor_inputs(r, net);
+    }
+}
+
+void settle_instance_nets(Reduction& r, Instance* m) {
+    for_each_in_ring(m->node, [&](Node* n) { settle_net(r, n->net); });
+}
+
+void settle_group_nets(Reduction& r, Instance* g) {
+    for (Net* net = r.top.nets; net; net = net->next)
+        if (is_signal_net(net) && net->source && net->source->inst && net->source->inst->group == g)
+            settle_net(r, net);
+}
+
+void build_clusters(Reduction& r, Instance* g, ClusterSet set) {
+    r.d.clusters = nullptr;
+    for_each_member(g, [&](Instance* m) {
+        m->next_cluster = r.d.clusters;
+        r.d.clusters = m;
+        m->cluster = m;
+        m->next_in_cluster = nullptr;
+    });
+    for (Net* net = r.top.nets; net; net = net->next) {
+        if (net->net_type() != NET_SIGNAL || !net->source || !net->source->inst) continue;
+        Instance* driver = net->source->inst;
+        if (driver->group != g || !in_cluster_set(driver->cell(), set)) continue;
+        Instance* cur = driver->cluster;
+        for (Node* n = net->nodes; n; n = n->next) {
+            if (n->pol_a() != 1 || !n->inst || !in_cluster_set(n->inst->cell(), set)) continue;
+            if (n->inst->cluster != cur) cur = merge_clusters(r, driver, n->inst);
+        }
+    }
+}
+
+Instance* merge_clusters(Reduction& r, Instance* a, Instance* b) {
+    Instance* keep = a;
+    Instance* gone = b;
+    if (gone->cluster->cell() == CELL_PORT && keep->cluster->cell() != CELL_PORT)
+        std::swap(keep, gone);
+    Instance* leader = keep->cluster;
+    Instance* gone_leader = gone->cluster;
+    unlink_from<Instance, &Instance::next_cluster>(r.d.clusters, gone_leader);
+    Instance* last = keep;
+    while (last->next_in_cluster) last = last->next_in_cluster;
+    last->next_in_cluster = gone_leader;
+    for (Instance* m = gone_leader; m; m = m->next_in_cluster) m->cluster = leader;
+    return leader;
+}
+
+Instance* find_cluster(Reduction& r, ClusterSet set, Mode mode) {
+    const auto before = r.measure(mode);
+    for (Instance* leader = r.d.clusters; leader; leader = leader->next_cluster) {
+        if (!leads_candidate(leader->cell(), set) ||
+            !all_gates_flippable(leader, &Instance::next_in_cluster))
+            continue;
+        flip_gates(r, leader, &Instance::next_in_cluster);
+        if (Reduction::accepts(mode, before, r.measure(mode))) return leader;
+        flip_gates(r, leader, &Instance::next_in_cluster);
+    }
+    return nullptr;
+}
+
+bool cluster_step(Reduction& r, Instance* g, ClusterSet set, Mode mode) {
+    build_clusters(r, g, set);
+    Instance* leader = find_cluster(r, set, mode);
+    if (!leader) return false;
+    toggle_gate_duals(leader, &Instance::next_in_cluster);
+    if (set == ClusterSet::NO_XOR || r.d.has_xor || r.d.opt_a) settle_group_nets(r, g);
+    return true;
+}
+
+}  // namespace vorp

@@ -1,0 +1,60 @@
+// The polarity moves of the reduction: De Morgan flips of gates, groups and
+// clusters, inversions moved across tristate buses, output complements, and
+// the settling of nets (exclusive-or absorption, driver polarity choice).
+// Every move is its own inverse; a trial that does not pay is undone by
+// applying it again.
+#pragma once
+
+#include "db/design.h"
+#include "reduce/termination.h"
+
+namespace vorp {
+
+enum class ClusterSet { ALL, NO_XOR };
+
+// The run's state while reducing: the top module, the measure and the
+// termination guard. Every polarity change goes through `set_pols`.
+struct Reduction {
+    Design& d;
+    Module& top;
+    Termination termination;
+
+    void set_pols(Node* n, int a, int b);
+
+    // Whole-design measure (the load only in tie-break mode).
+    struct Measure {
+        int count = 0;
+        int load = 0;
+    };
+    Measure measure(Mode mode);
+    static bool accepts(Mode mode, const Measure& before, const Measure& after);
+};
+
+void negate_node(Reduction& r, Node* n);
+void negate_net(Reduction& r, Net* net);
+
+bool is_flippable(const Instance* inst);
+void flip_instance(Reduction& r, Instance* inst);
+bool try_flip_group(Reduction& r, Instance* g, Mode mode);
+bool flip_instances(Reduction& r, Instance* g, Mode mode);
+bool try_flip_instance(Reduction& r, Instance* m, Mode mode);
+bool is_tristate_flippable(const Instance* m);
+void flip_tristate(Reduction& r, Instance* m);
+bool try_flip_tristate(Reduction& r, Instance* m, Mode mode);
+bool complement_outputs(Reduction& r, Instance* g, Mode mode);
+bool try_complement_output(Reduction& r, Instance* m, Mode mode);
+
+void settle_net(Reduction& r, Net* net);
+void settle_instance_nets(Reduction& r, Instance* m);
+// settle_net on every signal net whose driver belongs to group g.
+void settle_group_nets(Reduction& r, Instance* g);
+int net_balance(const Net* net);
+void absorb_xor_inputs(Reduction& r, Net* net);
+void push_net(Reduction& r, Net* net);
+
+void build_clusters(Reduction& r, Instance* g, ClusterSet set);
+Instance* merge_clusters(Reduction& r, Instance* a, Instance* b);
+Instance* find_cluster(Reduction& r, ClusterSet set, Mode mode);
+bool cluster_step(Reduction& r, Instance* g, ClusterSet set, Mode mode);
+
+}  // namespace vorp
