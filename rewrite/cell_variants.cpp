@@ -1,5 +1,276 @@
-// PLACEHOLDER until the rewrite lands.
 #include "rewrite/cell_variants.h"
+
+#include <cstring>
+
+#include "db/lists.h"
+#include "flatten/net_ops.h"
+#include "reduce/counting.h"
+
 namespace vorp {
-void apply_polarities(Design&) {}
+
+const char* const kOutPin = "out";
+const char* const kNoutPin = "nout";
+
+namespace {
+
+bool same_text(const char* a, const char* b) {
+    return a && b && std::strcmp(a, b) == 0;
+}
+
+void push_node(Net* net, Node* node) {
+    node->net = net;
+    push_front(net->nodes, node);
+}
+
+// Consumers wanting the inverted value move to the complement's net; every
+// list comes out in reverse order of processing. `b_new` tells whether B was
+// made here. A or B may be missing; a missing one is made.
+struct Pair {
+    Net* a;
+    Net* b;
+    bool a_new = false;
+    bool b_new = false;
+};
+
+bool redistribute(Design& d, Pair& p) {
+    if (!p.a && !p.b) return false;
+    if (!p.a) p.a = d.make<Net>(), p.a_new = true;
+    if (!p.b) p.b = d.make<Net>(), p.b_new = true;
+    Node* old_a = p.a->nodes;
+    Node* old_b = p.b->nodes;
+    p.a->nodes = nullptr;
+    p.b->nodes = nullptr;
+    auto sort = [](Node* list, Net* own, Net* other) {
+        while (list) {
+            Node* next = list->next;
+            if (list->pol_a() == -1) {
+                list->set_pols(1, 1);
+                push_node(other, list);
+            } else {
+                push_node(own, list);
+            }
+            list = next;
+        }
+    };
+    sort(old_a, p.a, p.b);
+    sort(old_b, p.b, p.a);
+    return true;
+}
+
+bool holds_source_alone(const Net* net) {
+    return net->source && net->nodes && !net->nodes->next;
+}
+
+void add_driven_net(Module& top, Net* net, Node* driver) {
+    push_node(net, driver);
+    net->set_net_type(NET_SIGNAL);
+    net->source = driver;
+    push_front(top.nets, net);
+}
+
+// A finished constant net: dropped when only its cell is left, given a new
+// constant cell when it was made here and received consumers.
+void finish_constant(Design& d, Net* net, bool is_new, int cell) {
+    Module& top = *d.top();
+    if (!is_new) {
+        if (holds_source_alone(net)) unlink_net(d, net, top);
+        return;
+    }
+    if (!net->nodes) return;
+    Instance* constant = d.make<Instance>();
+    constant->set_cell(cell);
+    constant->name = d.copy_string(cell == CELL_HIGH ? "high-" : "low-");
+    constant->owner = &top;
+    push_front(top.insts, constant);
+    Node* out = d.make<Node>();
+    out->pin = cell == CELL_HIGH ? kOutPin : kNoutPin;
+    out->set_pin_type(KW_OUTPUT);
+    out->inst = constant;
+    constant->node = out;
+    add_driven_net(top, net, out);
+}
+
+void finish_power(Design& d, Net* net, bool is_new, const char* name) {
+    Module& top = *d.top();
+    if (!is_new) {
+        if (holds_source_alone(net)) unlink_net(d, net, top);
+        return;
+    }
+    if (!net->nodes) return;
+    Instance* port = d.make<Instance>();
+    port->set_cell(CELL_PORT);
+    port->set_pin_type(KW_GLOBAL);
+    port->name = d.copy_string(name);
+    port->owner = &top;
+    Node* node = d.make<Node>();
+    node->pin = port->name;
+    node->set_pin_type(KW_GLOBAL);
+    node->inst = port;
+    port->node = node;
+    add_driven_net(top, net, node);
+    // A new "VDD" joins the ports, a new "VSS" the instances: kept as the
+    // program has always done it.
+    if (same_text(name, "VDD"))
+        push_front(top.ports, port);
+    else
+        push_front(top.insts, port);
+}
+
+void finish_register_output(Design& d, Net* net, bool is_new, Instance* reg, const char* pin) {
+    Module& top = *d.top();
+    if (!is_new) {
+        if (holds_source_alone(net)) {
+            unlink_net(d, net, top);
+            detach_node(net->source);
+        }
+        return;
+    }
+    if (!net->nodes) return;
+    Node* out = d.make<Node>();
+    out->pin = pin;
+    out->set_pin_type(KW_OUTPUT);
+    out->inst = reg;
+    out->same_inst = reg->node->same_inst;
+    reg->node->same_inst = out;
+    add_driven_net(top, net, out);
+}
+
+// The latest signal nets of two kinds, scanning until one of each was seen.
+template <class IsA, class IsB>
+Pair find_pair(Module& top, IsA is_a, IsB is_b) {
+    Pair p{nullptr, nullptr};
+    bool seen_a = false, seen_b = false;
+    for (Net* net = top.nets; net && !(seen_a && seen_b); net = net->next) {
+        if (net->net_type() != NET_SIGNAL || !net->source) continue;
+        if (is_a(net->source)) p.a = net, seen_a = true;
+        if (is_b(net->source)) p.b = net, seen_b = true;
+    }
+    return p;
+}
+
+bool on_cell(const Node* n, int cell) {
+    return n->inst && n->inst->cell() == cell;
+}
+
+}  // namespace
+
+void rename_inverted_outputs(Design& d) {
+    for (Net* net = d.top()->nets; net; net = net->next) {
+        if (!is_signal_net(net) || !net->source || !net->source->inst) continue;
+        Node* source = net->source;
+        const Instance* inst = source->inst;
+        switch (inst->cell()) {
+            case CELL_AND:
+            case CELL_OR:
+                if (inst->complement()) source->pin = kNoutPin;
+                break;
+            case CELL_NAND:
+            case CELL_NOR:
+                if (inst->complement()) source->pin = kOutPin;
+                break;
+            case CELL_EOR:
+                if (inst->dual()) source->pin = kNoutPin;
+                break;
+            case CELL_ENOR:
+                if (inst->dual()) source->pin = kOutPin;
+                break;
+            default:
+                break;
+        }
+    }
+}
+
+void split_constant_nets(Design& d) {
+    Pair p = find_pair(
+        *d.top(), [](const Node* s) { return on_cell(s, CELL_HIGH); },
+        [](const Node* s) { return on_cell(s, CELL_LOW); });
+    if (!redistribute(d, p)) return;
+    finish_constant(d, p.a, p.a_new, CELL_HIGH);
+    finish_constant(d, p.b, p.b_new, CELL_LOW);
+}
+
+void split_power_nets(Design& d) {
+    Pair p = find_pair(
+        *d.top(), [](const Node* s) { return on_cell(s, CELL_PORT) && same_text(s->pin, "VDD"); },
+        [](const Node* s) { return on_cell(s, CELL_PORT) && same_text(s->pin, "VSS"); });
+    if (!redistribute(d, p)) return;
+    finish_power(d, p.a, p.a_new, "VDD");
+    finish_power(d, p.b, p.b_new, "VSS");
+}
+
+void split_register_outputs(Design& d, Instance* reg) {
+    Pair p{nullptr, nullptr};
+    for_each_in_ring(reg->node, [&p](Node* n) {
+        if (same_text(n->pin, "out")) p.a = n->net;
+        if (same_text(n->pin, "nout")) p.b = n->net;
+    });
+    if (!redistribute(d, p)) return;
+    finish_register_output(d, p.a, p.a_new, reg, kOutPin);
+    finish_register_output(d, p.b, p.b_new, reg, kNoutPin);
+}
+
+void detach_node(Node* node) {
+    Instance* inst = node->inst;
+    if (!inst || !inst->node) return;
+    Node* pred = inst->node;
+    while (pred->same_inst != node) {
+        pred = pred->same_inst;
+        if (!pred || pred == inst->node) return;
+    }
+    pred->same_inst = node->same_inst;
+    inst->node = pred;
+}
+
+int dual_cell(const Instance& inst) {
+    switch (inst.cell()) {
+        case CELL_AND:
+            return CELL_OR;
+        case CELL_NAND:
+            return CELL_NOR;
+        case CELL_OR:
+            return CELL_AND;
+        case CELL_NOR:
+            return CELL_NAND;
+        case CELL_EOR:
+            return CELL_ENOR;
+        case CELL_ENOR:
+            return CELL_EOR;
+        case CELL_AOI:
+            return CELL_OAI;
+        case CELL_OAI:
+            return CELL_AOI;
+        default:
+            return 0;
+    }
+}
+
+int complement_cell(const Instance& inst) {
+    switch (inst.cell()) {
+        case CELL_AND:
+            return CELL_NAND;
+        case CELL_NAND:
+            return CELL_AND;
+        case CELL_OR:
+            return CELL_NOR;
+        case CELL_NOR:
+            return CELL_OR;
+        default:
+            return 0;
+    }
+}
+
+void apply_polarities(Design& d) {
+    Module& top = *d.top();
+    rename_inverted_outputs(d);
+    split_constant_nets(d);
+    split_power_nets(d);
+    if (d.has_registers)
+        for (Instance* i = top.insts; i; i = i->next)
+            if (is_register(i->cell())) split_register_outputs(d, i);
+    for (Instance* i = top.insts; i; i = i->next) {
+        if (i->dual()) i->set_cell(dual_cell(*i));
+        if (i->complement()) i->set_cell(complement_cell(*i));
+    }
+}
+
 }  // namespace vorp

@@ -1,0 +1,197 @@
+#include "rewrite/naming.h"
+
+#include <cstring>
+#include <string>
+
+#include "netlist/reader.h"
+#include "reduce/counting.h"
+#include "rewrite/grouping.h"
+
+namespace vorp {
+
+namespace {
+
+constexpr long kNameLimit = 10000000;
+
+bool same_text(const char* a, const char* b) {
+    return a && b && std::strcmp(a, b) == 0;
+}
+
+// Numbering that finds no free name below the limit ends the run silently.
+void check_limit(long n) {
+    if (n >= kNameLimit) throw Fatal{1};
+}
+
+void mark_touched(Module& m) {
+    for (Net* net = m.nets; net; net = net->next)
+        for (Node* n = net->nodes; n; n = n->next)
+            if (n->inst) n->inst->set_kept(true);
+}
+
+void add_submodule_names(std::unordered_set<std::string_view>& names, const CellGroup* g) {
+    for (; g; g = g->next) {
+        if (!g->first || g->first->cell() != CELL_SUBMODULE) continue;
+        for (const CellGroup* part :
+             {g, static_cast<const CellGroup*>(g->left), static_cast<const CellGroup*>(g->right)})
+            if (part)
+                for (const Instance* i = part->first; i; i = i->next)
+                    if (i->name) names.insert(i->name);
+    }
+}
+
+long number_group(Design& d, CellGroup* g, const TakenNames& taken, long n) {
+    for (; g; g = g->right) {
+        n = number_group(d, g->left, taken, n);
+        const char* base = text_or_null(keyword_name(g->first->cell(), CellTable));
+        for (Instance* i = g->first; i; i = i->next) {
+            for (;;) {
+                check_limit(n);
+                char* candidate = make_name(d, base, n, 11);
+                ++n;
+                if (taken.free(candidate)) {
+                    i->name = candidate;
+                    break;
+                }
+            }
+        }
+    }
+    return n;
+}
+
+const char* new_port_base(const Instance& port) {
+    switch (port.pin_type()) {
+        case KW_BIDIRECT:
+        case KW_BIDIRECT_CONNECTED:
+        case KW_OUTPUT:
+        case KW_OUTPUT_CONNECTED:
+        case KW_TRISTATE:
+        case KW_TRISTATE_CONNECTED:
+            return "out";
+        case KW_INPUT:
+        case KW_INPUT_CONNECTED:
+            return "in";
+        case KW_UNUSED:
+        case KW_UNUSED_CONNECTED: {
+            const Node* peer = port.node ? port.node->peer : nullptr;
+            const bool drives = peer && peer->net && peer->net->source == peer;
+            return drives ? "out" : "in";
+        }
+        default:
+            return nullptr;
+    }
+}
+
+}  // namespace
+
+TakenNames::TakenNames(const Module& m, bool all_ports) {
+    for (const Instance* p = m.ports; p; p = p->next)
+        if (p->name && (all_ports || p->kept())) names_.insert(p->name);
+    add_submodule_names(names_, m.cell_groups);
+}
+
+char* make_name(Design& d, const char* base, long n, int form) {
+    std::string name(base ? base : "");
+    if (form == 10) name += '-';
+    name += std::to_string(n);
+    return d.copy_string(name.c_str(), name.size());
+}
+
+int module_name_free(const Design& d, const char* name, const Module& m) {
+    bool before = true;
+    for (const Module* x = d.modules; x; x = x->next) {
+        if (x == &m) {
+            before = false;
+            continue;
+        }
+        if (same_text(x->inst_name, name)) return 0;
+        if (same_text(x->name, name) && (before || x->kind() != MOD_NLD)) return 0;
+    }
+    if (&m == d.top())
+        for (const Instance* p = m.ports; p; p = p->next)
+            if (same_text(p->name, name)) return 0;
+    for (const Instance* i = m.insts; i; i = i->next)
+        if (i->cell() >= CELL_REG && i->cell() <= CELL_BGATE && same_text(i->name, name)) return 0;
+    return 1;
+}
+
+void name_modules(Design& d) {
+    for (Module* m = d.top()->next; m; m = m->next) {
+        if (m->kind() != MOD_NLD || !m->inst || !m->inst->kept()) continue;
+        for (long n = 1;; ++n) {
+            check_limit(n);
+            char* candidate = make_name(d, m->name, n, 10);
+            if (module_name_free(d, candidate, *m)) {
+                m->name = candidate;
+                break;
+            }
+        }
+    }
+}
+
+void name_instances(Design& d, Module& m) {
+    // Renumbering never changes a port's or a sub-module instance's name, so
+    // the taken names can be gathered once.
+    const TakenNames taken(m, &m == d.top());
+    for (CellGroup* g = m.cell_groups; g; g = g->next)
+        if (g->first->cell() < CELL_REG) number_group(d, g, taken, 1);
+}
+
+void name_new_ports(Design& d, Module& m) {
+    TakenNames taken(m, false);
+    long in_n = 1, out_n = 1;
+    for (Instance* p = m.ports; p; p = p->next) {
+        if (p->name) continue;
+        const char* base = new_port_base(*p);
+        if (!base) continue;
+        long& counter = base[0] == 'i' ? in_n : out_n;
+        char* candidate;
+        for (;;) {
+            check_limit(counter);
+            candidate = make_name(d, base, counter, 424);
+            if (taken.free(candidate)) break;
+            ++counter;
+        }
+        p->name = candidate;
+        if (p->node) p->node->pin = candidate;
+        if (p->kept()) taken.take(candidate);
+    }
+}
+
+void sync_sub_pins(Module& m) {
+    for (Net* net = m.nets; net; net = net->next) {
+        if (!is_signal_net(net)) continue;
+        for (Node* n = net->nodes; n; n = n->next)
+            if (n->inst && n->inst->cell() == CELL_SUBMODULE && n->inst->sub &&
+                n->inst->sub->kind() == MOD_NLD && n->peer)
+                n->pin = n->peer->pin;
+    }
+}
+
+void mark_kept(Design& d) {
+    Module& top = *d.top();
+    if (d.write_mode == 3) {
+        for (Instance* i = top.insts; i; i = i->next) i->set_kept(false);
+        mark_touched(top);
+        build_cell_groups(d, top);
+        name_instances(d, top);
+        return;
+    }
+    for (Module* m = d.modules; m; m = m->next) {
+        if (m->kind() != MOD_NLD) continue;
+        if (m != &top)
+            for (Instance* p = m->ports; p; p = p->next) p->set_kept(false);
+        for (Instance* i = m->insts; i; i = i->next) i->set_kept(false);
+        mark_touched(*m);
+    }
+    name_modules(d);
+    for (Module* m = d.modules; m; m = m->next) {
+        if (m->kind() != MOD_NLD) continue;
+        build_cell_groups(d, *m);
+        name_instances(d, *m);
+        name_new_ports(d, *m);
+    }
+    for (Module* m = d.modules; m; m = m->next)
+        if (m->kind() == MOD_NLD) sync_sub_pins(*m);
+}
+
+}  // namespace vorp

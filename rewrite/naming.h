@@ -1,0 +1,43 @@
+// Which instances and ports survive, and the names of everything the
+// rewriting made or renumbered: module copies, combinational cells, new
+// ports and the instance pins that face them.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <unordered_set>
+
+#include "db/design.h"
+
+namespace vorp {
+
+// Set `kept` on what a net still touches, then name module copies, group
+// and number instances, name new ports and sync sub-module pins.
+void mark_kept(Design& d);
+
+// "<base>-<n>" for form 10, "<base><n>" otherwise.
+char* make_name(Design& d, const char* base, long n, int form);
+
+void name_modules(Design& d);
+int module_name_free(const Design& d, const char* name, const Module& m);
+void name_instances(Design& d, Module& m);
+void name_new_ports(Design& d, Module& m);
+void sync_sub_pins(Module& m);
+
+// Names a candidate may not take in one module: its ports (all of them in
+// the top module, kept ones elsewhere; or only kept ones for new port names)
+// and its sub-module instances. A hash set that answers exactly what a walk
+// of the ports and the sub-module groups would.
+class TakenNames {
+   public:
+    TakenNames(const Module& m, bool all_ports);
+    bool free(const char* name) const { return !names_.count(name); }
+    void take(const char* name) {
+        if (name) names_.insert(name);
+    }
+
+   private:
+    std::unordered_set<std::string_view> names_;
+};
+
+}  // namespace vorp

@@ -1,0 +1,269 @@
+#include "rewrite/piece_tree.h"
+
+#include <cstring>
+
+#include "db/lists.h"
+#include "netlist/reader.h"
+#include "rewrite/inverter_insertion.h"
+
+namespace vorp {
+
+namespace {
+
+Module* module_of(const Node* n) {
+    return n->inst ? n->inst->owner : nullptr;
+}
+
+bool contains(const Module* outer, const Module* inner) {
+    for (; inner; inner = inner->parent)
+        if (inner == outer) return true;
+    return false;
+}
+
+NetPiece* new_piece(Design& d, Module* m, Node* node = nullptr) {
+    NetPiece* p = d.make<NetPiece>();
+    p->module = m;
+    if (node) push_front(p->nodes, node);
+    return p;
+}
+
+// Hang K below P with a fresh empty piece for every module strictly between
+// them; a piece of P's own module merges into P.
+void attach(Design& d, NetPiece* parent, NetPiece* k) {
+    if (k->module == parent->module) {
+        while (Node* n = k->nodes) {
+            k->nodes = n->next;
+            push_front(parent->nodes, n);
+        }
+        return;
+    }
+    NetPiece* below = k;
+    for (Module* m = k->module->parent; m && m != parent->module; m = m->parent) {
+        NetPiece* between = new_piece(d, m);
+        below->up = between;
+        between->children = below;
+        below = between;
+    }
+    below->up = parent;
+    below->sibling = parent->children;
+    parent->children = below;
+}
+
+void add_below(Design& d, NetPiece* root, Node* node, Module* m) {
+    NetPiece* p = root;
+    for (;;) {
+        NetPiece* next = nullptr;
+        for (NetPiece* c = p->children; c; c = c->sibling) {
+            if (c->module == m) {
+                push_front(c->nodes, node);
+                return;
+            }
+            if (contains(c->module, m)) {
+                next = c;
+                break;
+            }
+        }
+        if (!next) {
+            attach(d, p, new_piece(d, m, node));
+            return;
+        }
+        p = next;
+    }
+}
+
+NetPiece* add_node(Design& d, NetPiece* root, Node* node) {
+    Module* m = module_of(node);
+    if (!root) return new_piece(d, m, node);
+    Module* c = common_module(root->module, m);
+    if (c == m && m == root->module) {
+        push_front(root->nodes, node);
+        return root;
+    }
+    if (c == m) {
+        NetPiece* top = new_piece(d, m, node);
+        attach(d, top, root);
+        return top;
+    }
+    if (c == root->module) {
+        add_below(d, root, node, m);
+        return root;
+    }
+    NetPiece* top = new_piece(d, c);
+    attach(d, top, root);
+    attach(d, top, new_piece(d, m, node));
+    return top;
+}
+
+bool drives(const Node* n) {
+    const int type = n->pin_type();
+    if (type == KW_BIDIRECT || type == KW_BIDIRECT_CONNECTED) return true;
+    if (n->inst && n->inst->cell() == CELL_PORT)
+        return type == KW_GLOBAL || type == KW_INPUT || type == KW_INPUT_CONNECTED;
+    return type == KW_OUTPUT || type == KW_OUTPUT_CONNECTED || type == KW_TRISTATE ||
+           type == KW_TRISTATE_CONNECTED;
+}
+
+bool holds_input(NetPiece* piece) {
+    bool found = false;
+    for_each_piece(piece, [&found](NetPiece* p) {
+        for (Node* n = p->nodes; n && !found; n = n->next)
+            found = n->pin_type() == KW_INPUT || n->pin_type() == KW_INPUT_CONNECTED;
+    });
+    return found;
+}
+
+bool only_node_is(const NetPiece* p, bool (*match)(const Node*, int), int arg) {
+    return p->nodes && !p->nodes->next && match(p->nodes, arg);
+}
+
+bool on_cell(const Node* n, int cell) {
+    return n->inst && n->inst->cell() == cell;
+}
+bool on_global_port(const Node* n, int) {
+    return on_cell(n, CELL_PORT) && n->pin_type() == KW_GLOBAL;
+}
+
+bool any_node(const NetPiece* p, bool (*match)(const Node*, int), int arg) {
+    for (const Node* n = p->nodes; n; n = n->next)
+        if (match(n, arg)) return true;
+    return false;
+}
+
+}  // namespace
+
+NetPiece* build_piece_tree(Design& d, Net* net) {
+    NetPiece* root = nullptr;
+    Node* n = net->nodes;
+    net->nodes = nullptr;
+    while (n) {
+        Node* next = n->next;
+        n->next = nullptr;
+        root = add_node(d, root, n);
+        n = next;
+    }
+    return root;
+}
+
+void set_directions(NetPiece* root, int net_type) {
+    for_each_piece(root, [](NetPiece* p) {
+        p->driver = nullptr;
+        for (Node* n = p->nodes; n && !p->driver; n = n->next)
+            if (drives(n)) p->driver = n;
+        p->from_up = p->to_up = false;
+    });
+    // Marking from a driver reaches every piece: the driver and its
+    // ancestors on the way up send to their parents; every other piece is
+    // reached from its parent.
+    for_each_piece(root, [root](NetPiece* driven) {
+        if (!driven->driver) return;
+        for_each_piece(root, [](NetPiece* p) { p->visited = false; });
+        for (NetPiece* p = driven; p; p = p->up) p->visited = true;
+        for (NetPiece* p = driven; p->up; p = p->up) p->to_up = true;
+        for_each_piece(root, [](NetPiece* p) {
+            if (!p->visited) p->from_up = true;
+        });
+    });
+    for_each_piece(root, [net_type](NetPiece* p) {
+        if (!p->from_up)
+            p->direction = net_type == NET_SIGNAL ? KW_OUTPUT : KW_TRISTATE;
+        else if (!p->to_up)
+            p->direction = KW_INPUT;
+        else
+            p->direction = holds_input(p) ? KW_BIDIRECT : KW_TRISTATE;
+    });
+}
+
+void make_boundary_pins(Design& d, NetPiece* root) {
+    for_each_piece(root, [&d](NetPiece* p) {
+        for (NetPiece* k = p->children; k; k = k->sibling) {
+            Module* inner = k->module;
+            Instance* port = d.make<Instance>();
+            port->set_cell(CELL_PORT);
+            port->set_pin_type(k->direction);
+            port->owner = inner;
+            push_front(inner->ports, port);
+            Node* inside = d.make<Node>();
+            inside->set_pin_type(k->direction);
+            inside->inst = port;
+            inside->same_inst = inside;
+            port->node = inside;
+            push_front(k->nodes, inside);
+
+            Instance* x = inner->inst_name ? find_inst(inner->inst_name, *p->module) : nullptr;
+            if (!x) continue;
+            Node* outside = d.make<Node>();
+            outside->inst = x;
+            if (x->node) {
+                outside->same_inst = x->node->same_inst;
+                x->node->same_inst = outside;
+            } else {
+                outside->same_inst = outside;
+            }
+            x->node = outside;
+            push_front(p->nodes, outside);
+            inside->peer = outside;
+            outside->peer = inside;
+        }
+    });
+}
+
+void make_piece_nets(Design& d, NetPiece* root, int net_type) {
+    for_each_piece(root, [&d, net_type](NetPiece* p) {
+        if (!p->nodes) return;
+        Net* net = d.make<Net>();
+        net->nodes = p->nodes;
+        net->source = p->driver;
+        net->set_net_type(net_type);
+        push_front(p->module->nets, net);
+        for (Node* n = net->nodes; n; n = n->next) n->net = net;
+    });
+}
+
+void localize_constants(Design& d, NetPiece* root, int cell) {
+    for_each_piece(root, [&d, cell](NetPiece* p) {
+        if (only_node_is(p, on_cell, cell)) {
+            p->nodes = nullptr;
+            return;
+        }
+        if (any_node(p, on_cell, cell)) return;
+        Instance* constant = d.make<Instance>();
+        constant->set_cell(cell);
+        constant->name = d.copy_string(cell == CELL_HIGH ? "high-" : "low-");
+        constant->owner = p->module;
+        push_front(p->module->insts, constant);
+        Node* out = d.make<Node>();
+        out->inst = constant;
+        out->pin = cell == CELL_HIGH ? "out" : "nout";
+        out->set_pin_type(KW_OUTPUT);
+        out->same_inst = out;
+        constant->node = out;
+        push_front(p->nodes, out);
+        p->driver = out;
+    });
+}
+
+void localize_power(Design& d, NetPiece* root, int which) {
+    for_each_piece(root, [&d, which](NetPiece* p) {
+        if (only_node_is(p, on_global_port, 0)) {
+            p->nodes = nullptr;
+            return;
+        }
+        if (any_node(p, on_global_port, 0)) return;
+        Instance* port = d.make<Instance>();
+        port->set_cell(CELL_PORT);
+        port->set_pin_type(KW_GLOBAL);
+        port->name = d.copy_string(which == CELL_HIGH ? "VDD" : "VSS");
+        port->owner = p->module;
+        push_front(p->module->ports, port);
+        Node* node = d.make<Node>();
+        node->inst = port;
+        node->pin = port->name;
+        node->set_pin_type(KW_GLOBAL);
+        node->same_inst = node;
+        port->node = node;
+        push_front(p->nodes, node);
+        p->driver = node;
+    });
+}
+
+}  // namespace vorp
