@@ -5,7 +5,11 @@
 // ports and scan registers. Prints the words that give it to vorp.
 //
 //   gen_design --out DIR [--seed N] [--cells N] [--depth N] [--fanout N]
-//              [--types N] [--profile safe|full] [--top NAME]
+//              [--types N] [--profile PROFILE] [--top NAME]
+//
+// PROFILE is "safe" (gates, inverters, registers, constants), "full", or a
+// list of extras to add to "safe": "tri" (tristate buses), "power"
+// ("VDD"/"VSS" global ports), "scan" (scan registers), e.g. "tri+power".
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -37,8 +41,10 @@ struct Options {
     long cells = 200;
     int depth = 3;
     int fanout = 3;
-    int types = 2;  // module types per level
-    bool full = false;
+    int types = 2;          // module types per level
+    bool tristate = false;  // tristate buses of ts_buf- cells
+    bool power = false;     // "VDD"/"VSS" global ports
+    bool scan = false;      // scan registers with "scan_out" consumers
 };
 
 struct Pin {
@@ -144,7 +150,7 @@ void ModuleWriter::add_gate() {
 }
 
 void ModuleWriter::add_register() {
-    const bool scan = opt_.full && rng_.chance(20);
+    const bool scan = opt_.scan && rng_.chance(20);
     const std::string r = comp(scan ? "sreg-1" : "reg-1");
     load(pick(), r, "in");
     load(clock_, r, "m_clock");
@@ -156,18 +162,20 @@ void ModuleWriter::add_register() {
     if (rng_.chance(30)) pool_.push_back(new_wire(r, "nout"));
 }
 
+// Two buffers with complementary enables: exactly one drives the bus at any
+// time, so the bus never floats.
 void ModuleWriter::add_tristate_bus() {
-    const int drivers = 2 + rng_.below(2);
-    int bus = -1;
-    for (int i = 0; i < drivers; ++i) {
-        const std::string b = comp("ts_buf-");
-        load(pick(), b, "in");
-        load(pick(), b, "nenb");
-        if (bus < 0)
-            bus = new_wire(b, "out");
-        else
-            load(bus, b, "out");
-    }
+    const int enable = pick();
+    const std::string inv = comp("inv-");
+    load(enable, inv, "in");
+    const int enable_n = new_wire(inv, "nout");
+    const std::string b1 = comp("ts_buf-"), b2 = comp("ts_buf-");
+    load(pick(), b1, "in");
+    load(enable, b1, "nenb");
+    load(pick(), b2, "in");
+    load(enable_n, b2, "nenb");
+    const int bus = new_wire(b1, "out");
+    load(bus, b2, "out");
     pool_.push_back(bus);
 }
 
@@ -185,7 +193,7 @@ std::string ModuleWriter::build() {
         const bool high = rng_.chance(50);
         pool_.push_back(new_wire(comp(high ? "high-" : "low-"), high ? "out" : "nout"));
     }
-    if (opt_.full && rng_.chance(30)) {
+    if (opt_.power && rng_.chance(30)) {
         extra_ports_.push_back("VDD");
         pool_.push_back(new_wire("", "VDD"));
         if (rng_.chance(70)) {
@@ -198,7 +206,7 @@ std::string ModuleWriter::build() {
         const int roll = rng_.below(100);
         if (type_.has_clock && roll < 6)
             add_register();
-        else if (opt_.full && roll < 8)
+        else if (opt_.tristate && roll < 8)
             add_tristate_bus();
         else
             add_gate();
@@ -246,7 +254,7 @@ int usage() {
     std::fprintf(
         stderr,
         "usage: gen_design --out DIR [--seed N] [--cells N] [--depth N] [--fanout N] [--types N]\n"
-        "                  [--profile safe|full] [--top NAME]\n");
+        "                  [--profile safe|full|tri+power+scan] [--top NAME]\n");
     return 2;
 }
 
@@ -270,9 +278,13 @@ int main(int argc, char** argv) {
             opt.fanout = std::max(1, std::atoi(v));
         else if (a == "--types")
             opt.types = std::max(1, std::atoi(v));
-        else if (a == "--profile")
-            opt.full = std::strcmp(v, "full") == 0;
-        else if (a == "--top")
+        else if (a == "--profile") {
+            const std::string p = v;
+            const bool full = p == "full";
+            opt.tristate = full || p.find("tri") != std::string::npos;
+            opt.power = full || p.find("power") != std::string::npos;
+            opt.scan = full || p.find("scan") != std::string::npos;
+        } else if (a == "--top")
             opt.top = v;
         else
             return usage();

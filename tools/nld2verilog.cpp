@@ -3,7 +3,11 @@
 // per NLD module name, PCD modules as black boxes; with -l, also a cell
 // library that defines every cell as a Verilog module with its function.
 //
-//   nld2verilog [-o design.v] [-l cells.v] <top> <dir> ... [-r <dir> ...]
+//   nld2verilog [-s] [-o design.v] [-l cells.v] <top> <dir> ... [-r <dir> ...]
+//
+// With -s, global ports named "VDD" and "VSS" become constant wires (1 and 0)
+// instead of ports: an equivalence check then treats them as the supplies
+// they are.
 //
 // Gates with freely named inputs (and-, nand-, or-, nor-, aoi-, oai-) take
 // their input pins in byte-wise order of the pin names as the library's
@@ -82,11 +86,18 @@ std::string direction(int pin_type) {
 
 struct Library {
     std::set<std::string> gates;  // gate modules used, e.g. "nand--3"
+    bool supplies = false;        // "VDD"/"VSS" global ports are constants
 };
 
+bool is_supply(const Instance* port, const Library& lib) {
+    return lib.supplies && port->pin_type() == KW_GLOBAL && port->name &&
+           (std::strcmp(port->name, "VDD") == 0 || std::strcmp(port->name, "VSS") == 0);
+}
+
 void write_module(std::ostream& out, const Module& m, Library& lib) {
-    std::vector<const Instance*> ports;
-    for (const Instance* p = m.ports; p; p = p->next) ports.push_back(p);
+    std::vector<const Instance*> ports, supplies;
+    for (const Instance* p = m.ports; p; p = p->next)
+        (is_supply(p, lib) ? supplies : ports).push_back(p);
     std::reverse(ports.begin(), ports.end());  // file order
     if (m.kind() == MOD_PCD) out << "(* blackbox *)\n";
     out << "module " << ident(m.name) << " (";
@@ -94,6 +105,9 @@ void write_module(std::ostream& out, const Module& m, Library& lib) {
     out << ");\n";
     for (const Instance* p : ports)
         out << "  " << direction(p->pin_type()) << " " << ident(p->name) << ";\n";
+    for (const Instance* p : supplies)
+        out << "  wire " << ident(p->name) << " = 1'b" << (std::strcmp(p->name, "VDD") == 0 ? 1 : 0)
+            << ";\n";
     if (m.kind() == MOD_PCD) {
         out << "endmodule\n\n";
         return;
@@ -244,7 +258,8 @@ void add_dir(Design& d, DirEntry*& list, const char* dir) {
 }
 
 int usage() {
-    std::cerr << "usage: nld2verilog [-o design.v] [-l cells.v] <top> <dir> ... [-r <dir> ...]\n";
+    std::cerr
+        << "usage: nld2verilog [-s] [-o design.v] [-l cells.v] <top> <dir> ... [-r <dir> ...]\n";
     return 2;
 }
 
@@ -254,10 +269,12 @@ int main(int argc, char** argv) {
     std::string out_path, lib_path;
     std::ostringstream messages;
     Design d(messages);
-    bool refs = false;
+    bool refs = false, supplies = false;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
-        if ((a == "-o" || a == "-l") && i + 1 < argc) {
+        if (a == "-s") {
+            supplies = true;
+        } else if ((a == "-o" || a == "-l") && i + 1 < argc) {
             (a == "-o" ? out_path : lib_path) = argv[++i];
         } else if (a == "-r") {
             refs = true;
@@ -277,6 +294,7 @@ int main(int argc, char** argv) {
     try {
         std::ostringstream text;
         Library lib;
+        lib.supplies = supplies;
         std::set<std::string> written;
         for (const Module* m = d.modules; m; m = m->next)
             if (written.insert(m->name).second) write_module(text, *m, lib);
