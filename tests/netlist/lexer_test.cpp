@@ -1,0 +1,125 @@
+#include "netlist/lexer.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace vorp {
+namespace {
+
+struct Lexed {
+    std::vector<std::string> tokens;  // "(" ")" "." "<eof>" or the name
+    std::string err;
+    int status = -1;  // -1 when no fault
+    int line = 0;
+};
+
+Lexed lex(const std::string& text) {
+    std::ostringstream err;
+    Design d(err);
+    d.cur_path = "f.nld";
+    d.line = 1;
+    Lexer lexer(d, text);
+    Lexed out;
+    try {
+        for (;;) {
+            const int t = lexer.next_token();
+            if (t == TOK_EOF) {
+                out.tokens.push_back("<eof>");
+                break;
+            }
+            if (t == TOK_NAME)
+                out.tokens.push_back(d.token);
+            else
+                out.tokens.push_back(std::string(1, static_cast<char>(t)));
+        }
+    } catch (const Fatal& f) {
+        out.status = f.status;
+    }
+    out.err = err.str();
+    out.line = d.line;
+    return out;
+}
+
+TEST(Lexer, SplitsPunctuationAndNames) {
+    const Lexed l = lex("(def-net a.b)");
+    EXPECT_EQ(l.tokens, (std::vector<std::string>{"(", "def-net", "a", ".", "b", ")", "<eof>"}));
+    EXPECT_EQ(l.status, -1);
+}
+
+TEST(Lexer, NameCutByEndOfFileIsAnError) {
+    const Lexed l = lex("(a b");
+    EXPECT_EQ(l.status, 1);
+    EXPECT_EQ(l.err, "\"f.nld\", line 1: error\n");
+    EXPECT_EQ(lex("(a b\n").status, -1);
+    EXPECT_EQ(lex("(a b)").status, -1);
+}
+
+TEST(Lexer, CarriageReturnStaysInTheName) {
+    const Lexed l = lex("abc\r\n");
+    ASSERT_EQ(l.tokens.size(), 2u);
+    EXPECT_EQ(l.tokens[0], "abc\r");
+}
+
+TEST(Lexer, CommentEndsANameAndTheLine) {
+    const Lexed l = lex("abc;xyz\ndef\n");
+    EXPECT_EQ(l.tokens, (std::vector<std::string>{"abc", "def", "<eof>"}));
+    EXPECT_EQ(l.line, 3);
+}
+
+TEST(Lexer, EndOfFileInsideACommentEndsTheText) {
+    EXPECT_EQ(lex("a ; no newline").tokens, (std::vector<std::string>{"a", "<eof>"}));
+}
+
+TEST(Lexer, LineNumbersCountNewlinesSoFar) {
+    const Lexed l = lex("; one\n\nname\nx");
+    EXPECT_EQ(l.status, 1);
+    EXPECT_EQ(l.err, "\"f.nld\", line 4: error\n");
+}
+
+TEST(Lexer, NumbersArriveAsNamesAndDots) {
+    EXPECT_EQ(lex("1.5 ").tokens, (std::vector<std::string>{"1", ".", "5", "<eof>"}));
+}
+
+TEST(Lexer, AnyOtherByteIsPartOfAName) {
+    const std::string bytes = std::string("a\x01\x7f\xff-\"'b") + " ";
+    const Lexed l = lex(bytes);
+    ASSERT_EQ(l.tokens.size(), 2u);
+    EXPECT_EQ(l.tokens[0], bytes.substr(0, bytes.size() - 1));
+}
+
+TEST(Lexer, ZeroByteCutsTheNameText) {
+    const Lexed l = lex(std::string("ab\0cd ", 6));
+    ASSERT_EQ(l.tokens.size(), 2u);
+    EXPECT_EQ(l.tokens[0], "ab");
+}
+
+TEST(Lexer, NameOf4095BytesIsRead) {
+    const Lexed l = lex(std::string(4095, 'x') + ")");
+    EXPECT_EQ(l.status, -1);
+    ASSERT_EQ(l.tokens.size(), 3u);
+    EXPECT_EQ(l.tokens[0].size(), 4095u);
+}
+
+TEST(Lexer, NameOf4096BytesIsTooLongEvenWithADelimiter) {
+    for (const std::string& end : {std::string(")"), std::string("\n"), std::string()}) {
+        const Lexed l = lex("\n" + std::string(4096, 'x') + end);
+        EXPECT_EQ(l.status, 1);
+        EXPECT_EQ(l.err, "\"f.nld\", line 2: name is too long\n");
+    }
+}
+
+TEST(Lexer, TokenIsEmptyAfterPunctuation) {
+    std::ostringstream err;
+    Design d(err);
+    Lexer lexer(d, "name(");
+    EXPECT_EQ(lexer.next_token(), TOK_NAME);
+    EXPECT_STREQ(d.token, "name");
+    EXPECT_EQ(lexer.next_token(), TOK_OPEN);
+    EXPECT_STREQ(d.token, "");
+}
+
+}  // namespace
+}  // namespace vorp
