@@ -279,6 +279,9 @@ void build_clusters(Reduction& r, Instance* g, ClusterSet set) {
         Instance* cur = driver->cluster;
         for (Node* n = net->nodes; n; n = n->next) {
             if (n->pol_a() != 1 || !n->inst || !in_cluster_set(n->inst->cell(), set)) continue;
+            // Only pinned nodes lead outside the group, and they hold no
+            // polarity; an instance without a cluster is passed over.
+            if (!n->inst->cluster) continue;
             if (n->inst->cluster != cur) cur = merge_clusters(r, driver, n->inst);
         }
     }

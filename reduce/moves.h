@@ -21,7 +21,9 @@ struct Reduction {
 
     void set_pols(Node* n, int a, int b);
 
-    // Whole-design measure (the load only in tie-break mode).
+    // Whole-design measure (the load only in tie-break mode). A full recount
+    // of the top module's signal nets; any faster measure must return the
+    // same values at every decision.
     struct Measure {
         int count = 0;
         int load = 0;

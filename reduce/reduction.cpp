@@ -116,13 +116,18 @@ bool tie_break_pass(Reduction& r, Instance* g) {
 }
 
 int red_inv(Design& d) {
+    return red_inv(d, RepeatGuard::ON);
+}
+
+int red_inv(Design& d, RepeatGuard guard) {
     Module& top = *d.top();
     build_groups(top);
     for (Instance* i = top.insts; i; i = i->next) {
         i->set_dual(false);
         i->set_complement(false);
     }
-    Reduction r{d, top, {}};
+    Reduction r{d, top, Termination(guard == RepeatGuard::ON)};
+    r.termination.start(top);
     if (d.has_xor || d.opt_a)
         for (Instance* g = top.groups; g; g = g->next_group) settle_group_nets(r, g);
     d.clusters = nullptr;

@@ -9,6 +9,11 @@ namespace vorp {
 
 // 1 on success, 0 when a twisted irreversible net is met.
 int red_inv(Design& d);
+// The same with the repeat guard switched off or on: without it, a group whose
+// passes cycle is processed for ever (used to compare runs that end by
+// themselves).
+enum class RepeatGuard { ON, OFF };
+int red_inv(Design& d, RepeatGuard guard);
 
 void build_groups(Module& top);
 Instance* merge_groups(Module& top, Instance* a, Instance* b);

@@ -2,9 +2,16 @@
 // the key (call site, mode, whether the current sweep has changed anything,
 // and every node's polarities) is remembered; meeting a key a second time
 // within one group means the passes cycle.
+//
+// The polarities enter the key as two independent 64-bit Zobrist hashes,
+// updated in constant time per polarity change. Each node's random values
+// come from a sequence number given when the reduction starts (nets in list
+// order, nodes in list order), through a fixed mixing function, so the keys
+// do not depend on where the records lie in memory.
 #pragma once
 
 #include <cstdint>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "db/design.h"
@@ -14,15 +21,23 @@ namespace vorp {
 enum class Mode { STRICT, TIE_BREAK };
 enum class CallSite { CLUSTER_ALL, CLUSTER_NO_XOR, GROUP };
 
+struct PolarityHash {
+    uint64_t h1 = 0, h2 = 0;
+    bool operator==(const PolarityHash&) const = default;
+};
+
 class Termination {
    public:
-    // Polarities are folded into two independent 64-bit hashes, updated in
-    // constant time per change; only differences from the group's start
-    // matter, so the hashes start at zero.
-    void polarity_changed(const Node* n, int old_a, int old_b, int new_a, int new_b) {
-        h1_ ^= zobrist(n, old_a, old_b, kSeed1) ^ zobrist(n, new_a, new_b, kSeed1);
-        h2_ ^= zobrist(n, old_a, old_b, kSeed2) ^ zobrist(n, new_a, new_b, kSeed2);
-    }
+    // With `enabled` false no checkpoint ever stops (the passes may then run
+    // for ever on a design that cycles).
+    explicit Termination(bool enabled = true) : enabled_(enabled) {}
+
+    // Number the nodes of the module's nets and hash their polarities.
+    // Linear in the nodes.
+    void start(const Module& top);
+    // Called before a node's polarities change from (old_a, old_b) to
+    // (new_a, new_b). Constant time (one table look-up).
+    void polarity_changed(const Node* n, int old_a, int old_b, int new_a, int new_b);
     // Forget the keys of the previous group.
     void start_group() {
         seen_.clear();
@@ -32,33 +47,30 @@ class Termination {
     bool checkpoint(CallSite site, Mode mode, bool sweep_changed);
     bool stopped() const { return stopped_; }
 
+    // The hash as maintained, and the same hash recomputed from the records
+    // (for cross-checks).
+    PolarityHash hash() const { return hash_; }
+    PolarityHash recompute(const Module& top);
+
    private:
-    static constexpr uint64_t kSeed1 = 0x9e3779b97f4a7c15ull;
-    static constexpr uint64_t kSeed2 = 0xc2b2ae3d27d4eb4full;
-    static uint64_t mix(uint64_t x) {
-        x ^= x >> 30;
-        x *= 0xbf58476d1ce4e5b9ull;
-        x ^= x >> 27;
-        x *= 0x94d049bb133111ebull;
-        x ^= x >> 31;
-        return x;
-    }
-    static uint64_t zobrist(const Node* n, int a, int b, uint64_t seed) {
-        const uint64_t state = static_cast<uint64_t>((a + 1) * 3 + (b + 1));
-        return mix(reinterpret_cast<uintptr_t>(n) * 16 + state + seed);
-    }
+    uint64_t sequence_of(const Node* n);
+    static PolarityHash zobrist(uint64_t sequence, int a, int b);
+
     struct Key {
-        uint64_t h1, h2;
+        PolarityHash pols;
         unsigned tag;
         bool operator==(const Key&) const = default;
     };
     struct KeyHash {
         std::size_t operator()(const Key& k) const {
-            return static_cast<std::size_t>(k.h1 ^ (k.h2 * 31) ^ k.tag);
+            return static_cast<std::size_t>(k.pols.h1 ^ (k.pols.h2 * 31) ^ k.tag);
         }
     };
-    uint64_t h1_ = 0, h2_ = 0;
+
+    bool enabled_;
     bool stopped_ = false;
+    PolarityHash hash_;
+    std::unordered_map<const Node*, uint64_t> sequence_;
     std::unordered_set<Key, KeyHash> seen_;
 };
 
