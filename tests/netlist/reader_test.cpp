@@ -224,5 +224,301 @@ TEST(Reader, RegisterAndXorCellsSetTheirFlags) {
     EXPECT_EQ(r.d.has_xor, 1);
 }
 
+// The faults that print "error", each at the line where it is seen.
+TEST(Reader, ErrorInsideForms) {
+    for (const char* text : {
+             "(def-module m\n(def-comp inv- .))",                 // "." inside def-comp
+             "(def-module m\n(def-comp inv- i ",                  // end of file inside def-comp
+             "(def-module m\n(def-comp (",                        // no cell name
+             "(def-module m\n(def-net (",                         // "(" inside def-net
+             "(def-module m\n(def-net .",                         // "." inside def-net
+             "(def-module m\n(def-net a",                         // end of file after a connection
+             "(def-module m\n(def-pin (",                         // no pin name
+             "(def-module m\n(def-pin a type input .)",           // "." inside def-pin
+             "(def-module m\n(def-pin a type input (",            // "(" inside def-pin
+             "(def-module m\n(def-pin a type input ",             // end of file inside def-pin
+             "(def-module m\n(def-pin a type (",                  // no keyword after type
+             "(def-module m\n(def-pin a note nothing)",           // note value that is no keyword
+             "(def-module m\n(def-pin a type input colour red)",  // unknown word
+             "(def-module m\n(def-pin a type input area 2)",      // attribute word in def-pin
+             "(def-module m\n(def-comp inv- i) (def-net i ))",    // instance without "."
+             "(def-module m\n(def-comp inv- i) (def-net i . ))",  // "." without a pin
+             "(def-module m\n( )",                                // "(" without a form name
+             "(def-module m\n(. x)",                              // "." where the form name goes
+         }) {
+        Read r(text);
+        EXPECT_EQ(r.status, 1) << text;
+        EXPECT_EQ(r.err.str(), "\"m.nld\", line 2: error\n") << text;
+    }
+}
+
+TEST(Reader, TokensAfterTheModuleAreAnError) {
+    for (const char* text :
+         {"(def-module m)\nx ", "(def-module m)\n(\n", "(def-module m)\n.", "(def-module m)\n)"}) {
+        Read r(text);
+        EXPECT_EQ(r.status, 1) << text;
+        EXPECT_EQ(r.err.str(), "\"m.nld\", line 2: error\n") << text;
+    }
+    // Only blanks, newlines and comments may follow.
+    EXPECT_EQ(Read("(def-module m)\n; trailing words ( ) .\n\n").status, -1);
+}
+
+TEST(Reader, NestedModuleIsAnErrorInBothFormats) {
+    for (bool pcd : {false, true}) {
+        Read r("(def-module m\n(def-module x))", pcd);
+        EXPECT_EQ(r.status, 1);
+        EXPECT_EQ(r.err.str(), "\"m.nld\", line 2: error\n");
+    }
+}
+
+TEST(Reader, SilentFaultsPrintNothing) {
+    for (const char* text : {
+             "(def-module m (def-pin a note clock))",             // no type
+             "(def-module m (def-pin a type input type input))",  // two types
+             "(def-module m (def-pin a type input note clock type output))",
+             "(def-module m (def-comp nand--1 g))",               // bad gate suffix
+             "(def-module m (def-comp inv- g) (def-net g.out))",  // no such pin
+             "(def-module m (def-comp eor--2 x) (def-net x.in3))",
+             "(def-module m (def-comp high- h) (def-net h.nout))",
+             "(def-module m (def-comp low- l) (def-net l.out))",
+             "(def-module m (def-comp reg---1 r) (def-net r.in))",
+         }) {
+        Read r(text);
+        EXPECT_EQ(r.status, 1) << text;
+        EXPECT_EQ(r.err.str(), "") << text;
+    }
+    for (const char* text : {
+             "(def-module m area (",  // value that is no number
+             "(def-module m power )",
+             "(def-module m gates 1. )",  // no digits after the dot
+             "(def-module m area . .)",
+             "(def-module m cell_name (",  // no name after cell_name
+             "(def-module m cell_name ",
+             "(def-module m (def-pin p type input load ))",
+             "(def-module m (def-pin p type input load . ))",
+         }) {
+        Read r(text, true);
+        EXPECT_EQ(r.status, 1) << text;
+        EXPECT_EQ(r.err.str(), "") << text;
+    }
+}
+
+TEST(Reader, PcdAttributesInAnNldFileAreAnError) {
+    for (const char* text :
+         {"(def-module m\narea 12.5)", "(def-module m\npower 3)", "(def-module m\ncell_name x)"}) {
+        Read r(text);
+        EXPECT_EQ(r.status, 1) << text;
+        EXPECT_EQ(r.err.str(), "\"m.nld\", line 2: error\n") << text;
+    }
+}
+
+TEST(Reader, PcdAttributeValuesAndEndOfFile) {
+    // Every form of a value, attributes between forms, and a run that ends the file.
+    Read r(
+        "(def-module m power 1 area 2.5 gates .5 (def-pin a type input) cell_name c\n"
+        "(def-pin b type output load .25 note clock load 3) area 7\n",
+        true);
+    ASSERT_EQ(r.status, -1) << r.err.str();
+    EXPECT_EQ(names(r.m->ports), (std::vector<std::string>{"b", "a"}));
+    EXPECT_EQ(r.m->ports->note(), KW_CLOCK);
+    // A stray name at module level still is an error.
+    Read stray("(def-module m area 1 colour red)", true);
+    EXPECT_EQ(stray.err.str(), "\"m.nld\", line 1: error\n");
+    // The value's tokens are consumed before the next check: a closing
+    // parenthesis right after it closes the module.
+    EXPECT_EQ(Read("(def-module m area 1)", true).status, -1);
+}
+
+TEST(Reader, PcdSkipsEverythingButPins) {
+    Read r("(def-module m (def-comp inv- i) (def-net i.in a) (timing (x)) (def-pin a type input))",
+           true);
+    ASSERT_EQ(r.status, -1);
+    EXPECT_EQ(r.m->insts, nullptr);
+    EXPECT_EQ(r.m->nets, nullptr);
+    EXPECT_EQ(r.d.inverter_count, 0);
+    EXPECT_EQ(r.d.has_registers, 0);
+    Read open("(def-module m (def-comp inv- i\n", true);
+    EXPECT_EQ(open.err.str(), "\"m.nld\", line 2: too many )'s\n");
+}
+
+TEST(Reader, ModuleNameAndFirstTokens) {
+    EXPECT_EQ(Read("").err.str(), "\"m.nld\", line 1: error\n");
+    EXPECT_EQ(Read("\n\n").err.str(), "\"m.nld\", line 3: error\n");
+    EXPECT_EQ(Read("(def-module\n)").err.str(), "\"m.nld\", line 2: error\n");
+    EXPECT_EQ(Read("(def-pin m)").err.str(), "\"m.nld\", line 1: error\n");
+    Read ok("; header\n(def-module top\n)\n");
+    ASSERT_EQ(ok.status, -1);
+    EXPECT_STREQ(ok.m->name, "top");
+    EXPECT_EQ(ok.d.line, 4);
+    EXPECT_EQ(ok.d.depth, 0);
+}
+
+TEST(Reader, LineAndDepthStartAgainForEachFile) {
+    std::ostringstream err;
+    Design d(err);
+    d.cur_path = "a.nld";
+    d.line = 40;
+    d.depth = 7;
+    read_nld(d, "(def-module a)\n\n");
+    EXPECT_EQ(d.line, 3);
+    EXPECT_EQ(d.depth, 0);
+    d.cur_path = "b.nld";
+    try {
+        read_nld(d, "(def-module b\nx)");
+        FAIL();
+    } catch (const Fatal& f) {
+        EXPECT_EQ(f.status, 1);
+    }
+    EXPECT_EQ(err.str(), "\"b.nld\", line 2: error\n");
+}
+
+TEST(Reader, ComponentFormsCanDeclareManyOrNoInstances) {
+    Read r("(def-module m (def-comp sub) (def-comp sub a b) (def-comp inv- x y z))");
+    ASSERT_EQ(r.status, -1);
+    EXPECT_EQ(names(r.m->insts), (std::vector<std::string>{"z", "y", "x", "b", "a"}));
+    EXPECT_EQ(r.d.inverter_count, 3);
+    // One copy of the module name serves every instance of its form.
+    const Instance* b = r.m->insts->next->next->next;
+    EXPECT_EQ(b->module_name, b->next->module_name);
+    EXPECT_STREQ(b->module_name, "sub");
+    EXPECT_EQ(r.m->insts->module_name, nullptr);
+    EXPECT_EQ(b->owner, r.m);
+    EXPECT_EQ(b->node, nullptr);
+}
+
+TEST(Reader, ParamIsTheNumberModulo256) {
+    Read r("(def-module m (def-comp nand--258 g) (def-comp inv--513 i) (def-comp and--2 a))");
+    ASSERT_EQ(r.status, -1);
+    EXPECT_EQ(r.m->insts->param(), 2);
+    EXPECT_EQ(r.m->insts->next->param(), 1);
+    EXPECT_EQ(r.m->insts->next->next->param(), 2);
+    // Sub-module instances keep the number of their name too.
+    Read s("(def-module m (def-comp foo--300 f))");
+    ASSERT_EQ(s.status, -1);
+    EXPECT_EQ(s.m->insts->cell(), CELL_SUBMODULE);
+    EXPECT_EQ(s.m->insts->param(), 44);
+}
+
+TEST(Reader, CellNameForms) {
+    std::ostringstream err;
+    Design d(err);
+    struct Case {
+        const char* name;
+        int cell;
+        unsigned long long param;
+    };
+    // A table text matches whole, so "nand-" is a NAND with number 0, unchecked.
+    for (const Case& c : std::vector<Case>{
+             {"inv-", CELL_INV, 0},           {"inv--", CELL_INV, 0},
+             {"ninv-", CELL_NINV, 0},         {"high-", CELL_HIGH, 0},
+             {"low-", CELL_LOW, 0},           {"ts_buf-", CELL_TS_BUF, 0},
+             {"ts_buf--4", CELL_TS_BUF, 4},   {"bgate--2", CELL_BGATE, 0},
+             {"bgate--3", CELL_SUBMODULE, 3}, {"reg-1", CELL_REG, 0},
+             {"reg--1", CELL_REG2, 0},        {"reg---1", CELL_REG3, 0},
+             {"sreg---1", CELL_SREG3, 0},     {"srgs-1", CELL_SRGS, 0},
+             {"reg--2", CELL_SUBMODULE, 2},   {"and--2", CELL_AND, 2},
+             {"or--17", CELL_OR, 17},         {"eor--2", CELL_EOR, 2},
+             {"enor--02", CELL_ENOR, 2},      {"oai--222", CELL_OAI, 222},
+             {"aoi--33", CELL_AOI, 33},       {"nand", CELL_SUBMODULE, 0},
+             {"nand-", CELL_NAND, 0},         {"nand-x2", CELL_SUBMODULE, 0},
+             {"nand--2a", CELL_SUBMODULE, 0}, {"nand---2", CELL_SUBMODULE, 0},
+             {"-", CELL_SUBMODULE, 0},        {"--7", CELL_SUBMODULE, 7},
+             {"", CELL_SUBMODULE, 0},         {"INV-", CELL_SUBMODULE, 0},
+         }) {
+        EXPECT_EQ(parse_cell_name(d, c.name), c.cell) << c.name;
+        EXPECT_EQ(d.cell_param, c.param) << c.name;
+        EXPECT_EQ(d.cell_param_low, c.param % 256) << c.name;
+    }
+    for (const char* bad : {"and--1", "and--0", "and--", "nor--1", "eor--1", "enor--3", "aoi--23",
+                            "oai--2", "aoi--", "oai--1111"}) {
+        try {
+            parse_cell_name(d, bad);
+            ADD_FAILURE() << bad;
+        } catch (const Fatal& f) {
+            EXPECT_EQ(f.status, 1);
+        }
+    }
+    EXPECT_EQ(err.str(), "");
+}
+
+TEST(Reader, EveryCellPinAndItsDirection) {
+    struct Case {
+        int cell;
+        const char* pin;
+        int type;
+    };
+    for (const Case& c : std::vector<Case>{
+             {CELL_INV, "in", KW_INPUT},
+             {CELL_INV, "nout", KW_OUTPUT},
+             {CELL_INV, "out", 0},
+             {CELL_NINV, "in", KW_INPUT},
+             {CELL_NINV, "out", KW_OUTPUT},
+             {CELL_NINV, "nout", 0},
+             {CELL_OR, "anything", KW_INPUT},
+             {CELL_OR, "nout", KW_INPUT},
+             {CELL_NOR, "out", KW_INPUT},
+             {CELL_AOI, "a1", KW_INPUT},
+             {CELL_OAI, "nout", KW_OUTPUT},
+             {CELL_EOR, "in1", KW_INPUT},
+             {CELL_EOR, "in2", KW_INPUT},
+             {CELL_EOR, "nout", 0},
+             {CELL_ENOR, "nout", KW_OUTPUT},
+             {CELL_ENOR, "out", 0},
+             {CELL_REG, "clk_enb", KW_INPUT},
+             {CELL_REGR, "p_reset", KW_INPUT},
+             {CELL_REGS, "nout", KW_OUTPUT},
+             {CELL_REG2, "set", 0},
+             {CELL_REG3, "in", 0},
+             {CELL_REG3, "reset", KW_INPUT},
+             {CELL_REG3, "out", KW_OUTPUT},
+             {CELL_SREG, "scan_enb", KW_INPUT},
+             {CELL_SRGR, "scan_clock", KW_INPUT},
+             {CELL_SRGS, "scan_out", KW_OUTPUT},
+             {CELL_SREG2, "set", 0},
+             {CELL_SREG3, "set", KW_INPUT},
+             {CELL_SREG3, "clk_enb", 0},
+             {CELL_SREG3, "scan_out", KW_OUTPUT},
+             {CELL_HIGH, "out", KW_OUTPUT},
+             {CELL_HIGH, "in", 0},
+             {CELL_LOW, "nout", KW_OUTPUT},
+             {CELL_TS_BUF, "nenb", KW_INPUT},
+             {CELL_TS_BUF, "enb", 0},
+             {CELL_BGATE, "enb", KW_INPUT},
+             {CELL_BGATE, "clock", KW_INPUT},
+             {CELL_BGATE, "nout", KW_OUTPUT},
+             {CELL_BGATE, "out", 0},
+             {CELL_SUBMODULE, "", CELL_SUBMODULE},
+         }) {
+        EXPECT_EQ(pin_type_of(c.pin, c.cell), c.type) << c.cell << " " << c.pin;
+    }
+}
+
+TEST(Reader, FindPassesOverRecordsWithoutAName) {
+    Read r("(def-module m (def-pin p type input) (def-comp inv- i))");
+    ASSERT_EQ(r.status, -1);
+    Instance nameless;
+    nameless.next = r.m->insts;
+    r.m->insts = &nameless;
+    Instance nameless_port;
+    nameless_port.next = r.m->ports;
+    r.m->ports = &nameless_port;
+    EXPECT_EQ(find_inst("i", *r.m), nameless.next);
+    EXPECT_EQ(find_port("p", *r.m), nameless_port.next);
+    EXPECT_EQ(find_inst("", *r.m), nullptr);
+    EXPECT_EQ(find_port("i", *r.m), nullptr);
+    EXPECT_EQ(find_inst("p", *r.m), nullptr);
+}
+
+TEST(Reader, NameCutByAZeroByteIsAnEmptyText) {
+    // "\0x" is stored as the empty text, distinct from no name.
+    const std::string text = std::string("(def-module m (def-comp inv- \0x) (def-net \0y.in))", 49);
+    Read r(text);
+    ASSERT_EQ(r.status, -1) << r.err.str();
+    ASSERT_NE(r.m->insts->name, nullptr);
+    EXPECT_STREQ(r.m->insts->name, "");
+    EXPECT_EQ(r.m->nets->nodes->inst, r.m->insts);
+    EXPECT_EQ(find_inst("", *r.m), r.m->insts);
+}
+
 }  // namespace
 }  // namespace vorp
