@@ -181,6 +181,31 @@ TEST_F(MoveTest, ComplementOfAnAndGateNeverPaysUnderOptionA) {
     EXPECT_FALSE(g->complement());
 }
 
+TEST_F(MoveTest, ComplementOutputsActsOnAGateBesideAnotherDriver) {
+    // g's output lies on a wired net that t drives: the buffer's rule counts,
+    // so negating the net clears both inverted consumers.
+    b.d.opt_a = 1;
+    Instance* g = b.inst(CELL_AND, "g");
+    Instance* h = b.inst(CELL_EOR, "h");  // not an and-family gate: not tried
+    Net* bus = b.net(NET_WIRED);
+    b.drive(bus, b.inst(CELL_TS_BUF, "t"), "out", KW_TRISTATE);
+    b.pin(bus, g, "out", KW_OUTPUT, 0, 0);
+    b.pin(bus, h, "out", KW_OUTPUT, 0, 0);
+    Node* u = b.load(bus, b.inst(CELL_REG, "u"), "in", -1);
+    b.load(bus, b.inst(CELL_REG, "v"), "in", -1);
+    g->group = g;
+    g->next_in_group = h;
+    start();
+    EXPECT_EQ(count_inverters(b.d, *b.top), 1);
+    EXPECT_TRUE(complement_outputs(r, g, Mode::STRICT));
+    EXPECT_TRUE(g->complement());
+    EXPECT_FALSE(h->complement());
+    EXPECT_EQ(u->pol_a(), 1);
+    EXPECT_EQ(count_inverters(b.d, *b.top), 0);
+    EXPECT_FALSE(complement_outputs(r, g, Mode::TIE_BREAK));
+    EXPECT_TRUE(g->complement());
+}
+
 // The tristate bus w is driven by t1 and t2 and read by g (+1) and h (-1).
 struct BusFixture : MoveTest {
     Instance* t1 = b.inst(CELL_TS_BUF, "t1");

@@ -209,6 +209,7 @@ TEST(RedInv, ClockFlagOfAMemberDoesNotSkipItsGroup) {
 
 TEST(RedInv, TwistedIrreversibleNetFailsTheStageAndKeepsTheChanges) {
     TwoInputGate t;
+    t.out->nodes->next->set_pols(-1, -1);  // y inverted too: the flip pays 2
     Net* bus = t.b.net(NET_WIRED, true);
     t.b.drive(bus, t.b.inst(CELL_REG, "r"), "out");
     t.b.pin(bus, t.b.port("io1", KW_INPUT), "io1", KW_INPUT, 1, -1);
@@ -217,6 +218,7 @@ TEST(RedInv, TwistedIrreversibleNetFailsTheStageAndKeepsTheChanges) {
     EXPECT_EQ(red_inv(t.b.d), 0);
     EXPECT_EQ(t.b.err.str(), "vorp: twisted irreversible net found, sorry.\n");
     EXPECT_TRUE(t.g->dual());
+    EXPECT_EQ(count_inverters(t.b.d, *t.b.top), 0);
 }
 
 TEST(RedInv, InvertedNonBidirectPinOnIrreversibleNetIsNoFault) {
