@@ -206,6 +206,46 @@ TEST_F(MoveTest, ComplementOutputsActsOnAGateBesideAnotherDriver) {
     EXPECT_TRUE(g->complement());
 }
 
+// pa -> g.a (-1); g.nout -> x.in1 (+1, an exclusive-or input). Flipping g
+// alone pays; the flip leaves x's input inverted, and only when exclusive-or
+// cells were read are g's nets settled, so that x absorbs it.
+struct FlipThenSettle : MoveTest {
+    Instance* g = b.inst(CELL_NAND, "g");
+    Instance* x = b.inst(CELL_EOR, "x");
+    Instance* h = b.inst(CELL_EOR, "h");  // skipped by flip_instances
+    Node* xin;
+    FlipThenSettle() {
+        Net* a = b.net();
+        b.drive(a, b.port("pa", KW_INPUT), "pa", KW_INPUT);
+        b.load(a, g, "a", -1);
+        b.load(a, h, "in1", -1);
+        Net* out = b.net();
+        b.drive(out, g, "nout");
+        xin = b.load(out, x, "in1", 1);
+        g->next_in_group = x;
+        x->next_in_group = h;
+        start();
+    }
+};
+
+TEST_F(FlipThenSettle, WithoutXorTheFlippedNetsAreLeft) {
+    EXPECT_TRUE(flip_instances(r, g, Mode::STRICT));
+    EXPECT_TRUE(g->dual());
+    EXPECT_EQ(xin->pol_a(), -1);
+    EXPECT_FALSE(x->dual());
+    EXPECT_FALSE(h->dual());
+    EXPECT_FALSE(flip_instances(r, g, Mode::TIE_BREAK));
+}
+
+TEST_F(FlipThenSettle, WithXorTheFlippedGatesNetsAreSettled) {
+    b.d.has_xor = 1;
+    EXPECT_TRUE(flip_instances(r, g, Mode::STRICT));
+    EXPECT_TRUE(g->dual());
+    EXPECT_EQ(xin->pol_a(), 1);
+    EXPECT_TRUE(x->dual());
+    EXPECT_TRUE(h->dual());  // absorbed on g's input net, settled too
+}
+
 // The tristate bus w is driven by t1 and t2 and read by g (+1) and h (-1).
 struct BusFixture : MoveTest {
     Instance* t1 = b.inst(CELL_TS_BUF, "t1");
