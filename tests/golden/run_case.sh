@@ -9,6 +9,8 @@
 # With VORP_GOLDEN_UPDATE=1 the expected files are rewritten from the run
 # instead (review every change by hand before committing it). An optional
 # executable `setup` in the case folder runs in the fresh directory first.
+# An optional file `compare` names further directories of the case (one per
+# line) whose contents after the run must equal `expected/<directory>`.
 set -u
 vorp=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
 case_dir=$(cd "$2" && pwd) || exit 2
@@ -34,7 +36,10 @@ if [ "${VORP_GOLDEN_UPDATE:-0}" = 1 ]; then
   rm -rf "$expected" && mkdir -p "$expected"
   cp stderr.txt "$expected/stderr"
   echo "$status" > "$expected/status"
-  if [ -d out ]; then cp -R out "$expected/out"; fi
+  if [ -d out ] && [ -n "$(ls -A out)" ]; then cp -R out "$expected/out"; fi
+  if [ -f compare ]; then
+    while IFS= read -r dir; do cp -R "$dir" "$expected/$dir"; done < compare
+  fi
   echo "updated $case_dir"
   exit 0
 fi
@@ -52,5 +57,12 @@ if [ -d "$expected/out" ]; then
   fi
 elif [ -d out ] && [ -n "$(ls -A out)" ]; then
   echo "files written where none were expected:"; ls -A out; fail=1
+fi
+if [ -f compare ]; then
+  while IFS= read -r dir; do
+    if ! diff -r "$expected/$dir" "$dir" > diff.txt 2>&1; then
+      echo "files in $dir differ:"; head -40 diff.txt; fail=1
+    fi
+  done < compare
 fi
 exit $fail
