@@ -1,0 +1,146 @@
+#include "driver/run.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "driver/args.h"
+#include "driver/banner.h"
+#include "tests/support/fixture.h"
+
+namespace vorp {
+namespace {
+
+using test::read_file;
+using test::TempDir;
+
+std::string banner() {
+    std::ostringstream out;
+    print_banner(&out, "VORP");
+    return out.str();
+}
+
+struct Outcome {
+    std::ostringstream err;
+    Design d{err};
+    int status;
+
+    explicit Outcome(std::vector<std::string> words) {
+        std::vector<const char*> argv;
+        for (const std::string& w : words) argv.push_back(w.c_str());
+        status = run_vorp(d, static_cast<int>(argv.size()), argv.data());
+    }
+
+    // Everything printed after the banner; the banner must come first.
+    std::string after_banner() const {
+        const std::string text = err.str();
+        const std::string head = banner();
+        EXPECT_EQ(text.compare(0, head.size(), head), 0) << text;
+        return text.substr(head.size());
+    }
+};
+
+TEST(Run, UsageErrorEndsWithStatusOne) {
+    Outcome r({"top", "-w", "out"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.after_banner(), kUsage);
+}
+
+TEST(Run, MissingTopEndsWithStatusOne) {
+    TempDir t;
+    t.mkdir("d");
+    Outcome r({"top", t.path() + "/d", "-w", t.path()});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.after_banner(), "Start to read NLD/PCD files\nCould not find \"top.nld\"\n");
+}
+
+TEST(Run, DesignWithoutInvertersIsCopied) {
+    TempDir t;
+    const std::string text =
+        "(def-module top (def-pin a type input) (def-pin y type output)\n"
+        " (def-comp nand--2 g) (def-net a g.a g.b) (def-net g.nout y))\n";
+    t.write("d/top.nld", text);
+    t.mkdir("out");
+    Outcome r({"top", t.path() + "/d", "-w", t.path() + "/out"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.after_banner(), "Start to read NLD/PCD files\n\tRead " + t.path() +
+                                    "/d/top.nld\nDone\nThere are 0 inverters\n"
+                                    "Start to write NLD/PCD files\n\tWrote " +
+                                    t.path() +
+                                    "/out/top.nld\nDone\nNumber of inverters\n\t0 ---> 0\n");
+    EXPECT_EQ(read_file(t.path() + "/out/top.nld"), text);
+}
+
+TEST(Run, TwoInvertersInARowAreReducedAway) {
+    TempDir t;
+    t.write("d/top.nld",
+            "(def-module top (def-pin a type input) (def-pin y type output)\n"
+            " (def-comp inv- i1 i2)\n"
+            " (def-net a i1.in) (def-net i1.nout i2.in) (def-net i2.nout y))\n");
+    t.mkdir("out");
+    Outcome r({"top", t.path() + "/d", "-w", t.path() + "/out"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.after_banner(), "Start to read NLD/PCD files\n\tRead " + t.path() +
+                                    "/d/top.nld\nDone\nThere are 2 inverters\n"
+                                    "Start inverter reduction\nDone\nThere are 0 inverters\n"
+                                    "Start to write NLD files\n\tWrote " +
+                                    t.path() +
+                                    "/out/top.nld\nDone\nNumber of inverters\n\t2 ---> 0\n");
+    EXPECT_EQ(read_file(t.path() + "/out/top.nld"),
+              "(def-module\ttop\n\t(def-pin\ty\ttype output)\n\t(def-pin\ta\ttype input)\n\n\n"
+              "\t(def-net\ty\ta)\n)\n");
+}
+
+TEST(Run, NothingGainedWritesTheInputAndReportsBothCounts) {
+    TempDir t;
+    const std::string text =
+        "(def-module top (def-pin a type input) (def-pin y type output)\n"
+        " (def-comp inv- i1) (def-net a i1.in) (def-net i1.nout y))\n";
+    t.write("d/top.nld", text);
+    t.mkdir("out");
+    Outcome r({"top", t.path() + "/d", "-w", t.path() + "/out"});
+    EXPECT_EQ(r.status, 0);
+    const std::string out = r.after_banner();
+    EXPECT_NE(out.find("There is 1 inverter\nStart inverter reduction\nDone\nThere is 1 inverter\n"
+                       "Could not reduce the number of inverters\nStart to write NLD/PCD files\n"),
+              std::string::npos)
+        << out;
+    const std::string tail =
+        "\tWrote " + t.path() + "/out/top.nld\nDone\nNumber of inverters\n\t1 ---> 1\n";
+    ASSERT_GE(out.size(), tail.size());
+    EXPECT_EQ(out.substr(out.size() - tail.size()), tail);
+    EXPECT_EQ(read_file(t.path() + "/out/top.nld"), text);
+}
+
+TEST(Run, FailedFoldingWritesTheInputWithoutTheWriteHeading) {
+    TempDir t;
+    const std::string text =
+        "(def-module top (def-pin a type input) (def-pin y type output)\n"
+        " (def-comp nand--2 g) (def-comp inv- i1)\n"
+        " (def-net a g.a) (def-net g.nout y) (def-net i1.in i1.nout))\n";
+    t.write("d/top.nld", text);
+    t.mkdir("out");
+    Outcome r({"top", t.path() + "/d", "-w", t.path() + "/out"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.after_banner(), "Start to read NLD/PCD files\n\tRead " + t.path() +
+                                    "/d/top.nld\nDone\nThere is 1 inverter\n"
+                                    "Sorry, but could not handle the netlists:\n\tWrote " +
+                                    t.path() +
+                                    "/out/top.nld\nDone\nNumber of inverters\n\t1 ---> 1\n");
+    EXPECT_EQ(read_file(t.path() + "/out/top.nld"), text);
+}
+
+TEST(Run, UnwritableOutputEndsWithStatusOne) {
+    TempDir t;
+    t.write("d/top.nld", "(def-module top (def-pin a type input))\n");
+    Outcome r({"top", t.path() + "/d", "-w", t.path() + "/missing"});
+    EXPECT_EQ(r.status, 1);
+    const std::string out = r.after_banner();
+    EXPECT_EQ(out.substr(out.find("Start to write")),
+              "Start to write NLD/PCD files\nCould not open " + t.path() + "/missing/top.nld\n");
+}
+
+}  // namespace
+}  // namespace vorp
