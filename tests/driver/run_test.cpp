@@ -56,80 +56,79 @@ TEST(Run, MissingTopEndsWithStatusOne) {
     EXPECT_EQ(r.after_banner(), "Start to read NLD/PCD files\nCould not find \"top.nld\"\n");
 }
 
-TEST(Run, DesignWithoutInvertersIsCopied) {
+// A design of one module, top.nld in d/, written into out/.
+class OneModule : public ::testing::Test {
+   protected:
     TempDir t;
+
+    std::vector<std::string> words(const std::string& text) const {
+        t.write("d/top.nld", text);
+        t.mkdir("out");
+        return {"top", t.path() + "/d", "-w", t.path() + "/out"};
+    }
+    std::string read_report() const {
+        return "Start to read NLD/PCD files\n\tRead " + t.path() + "/d/top.nld\nDone\n";
+    }
+    std::string write_report(int before, int after) const {
+        return "\tWrote " + t.path() + "/out/top.nld\nDone\nNumber of inverters\n\t" +
+               std::to_string(before) + " ---> " + std::to_string(after) + "\n";
+    }
+    std::string written() const { return read_file(t.path() + "/out/top.nld"); }
+};
+
+TEST_F(OneModule, DesignWithoutInvertersIsCopied) {
     const std::string text =
         "(def-module top (def-pin a type input) (def-pin y type output)\n"
         " (def-comp nand--2 g) (def-net a g.a g.b) (def-net g.nout y))\n";
-    t.write("d/top.nld", text);
-    t.mkdir("out");
-    Outcome r({"top", t.path() + "/d", "-w", t.path() + "/out"});
+    Outcome r(words(text));
     EXPECT_EQ(r.status, 0);
-    EXPECT_EQ(r.after_banner(), "Start to read NLD/PCD files\n\tRead " + t.path() +
-                                    "/d/top.nld\nDone\nThere are 0 inverters\n"
-                                    "Start to write NLD/PCD files\n\tWrote " +
-                                    t.path() +
-                                    "/out/top.nld\nDone\nNumber of inverters\n\t0 ---> 0\n");
-    EXPECT_EQ(read_file(t.path() + "/out/top.nld"), text);
+    EXPECT_EQ(r.after_banner(), read_report() +
+                                    "There are 0 inverters\nStart to write NLD/PCD files\n" +
+                                    write_report(0, 0));
+    EXPECT_EQ(written(), text);
 }
 
-TEST(Run, TwoInvertersInARowAreReducedAway) {
-    TempDir t;
-    t.write("d/top.nld",
-            "(def-module top (def-pin a type input) (def-pin y type output)\n"
-            " (def-comp inv- i1 i2)\n"
-            " (def-net a i1.in) (def-net i1.nout i2.in) (def-net i2.nout y))\n");
-    t.mkdir("out");
-    Outcome r({"top", t.path() + "/d", "-w", t.path() + "/out"});
+TEST_F(OneModule, TwoInvertersInARowAreReducedAway) {
+    Outcome r(
+        words("(def-module top (def-pin a type input) (def-pin y type output)\n"
+              " (def-comp inv- i1 i2)\n"
+              " (def-net a i1.in) (def-net i1.nout i2.in) (def-net i2.nout y))\n"));
     EXPECT_EQ(r.status, 0);
-    EXPECT_EQ(r.after_banner(), "Start to read NLD/PCD files\n\tRead " + t.path() +
-                                    "/d/top.nld\nDone\nThere are 2 inverters\n"
-                                    "Start inverter reduction\nDone\nThere are 0 inverters\n"
-                                    "Start to write NLD files\n\tWrote " +
-                                    t.path() +
-                                    "/out/top.nld\nDone\nNumber of inverters\n\t2 ---> 0\n");
-    EXPECT_EQ(read_file(t.path() + "/out/top.nld"),
+    EXPECT_EQ(r.after_banner(), read_report() +
+                                    "There are 2 inverters\nStart inverter reduction\nDone\n"
+                                    "There are 0 inverters\nStart to write NLD files\n" +
+                                    write_report(2, 0));
+    EXPECT_EQ(written(),
               "(def-module\ttop\n\t(def-pin\ty\ttype output)\n\t(def-pin\ta\ttype input)\n\n\n"
               "\t(def-net\ty\ta)\n)\n");
 }
 
-TEST(Run, NothingGainedWritesTheInputAndReportsBothCounts) {
-    TempDir t;
+TEST_F(OneModule, NothingGainedWritesTheInputAndReportsBothCounts) {
     const std::string text =
         "(def-module top (def-pin a type input) (def-pin y type output)\n"
         " (def-comp inv- i1) (def-net a i1.in) (def-net i1.nout y))\n";
-    t.write("d/top.nld", text);
-    t.mkdir("out");
-    Outcome r({"top", t.path() + "/d", "-w", t.path() + "/out"});
+    Outcome r(words(text));
     EXPECT_EQ(r.status, 0);
-    const std::string out = r.after_banner();
-    EXPECT_NE(out.find("There is 1 inverter\nStart inverter reduction\nDone\nThere is 1 inverter\n"
-                       "Could not reduce the number of inverters\nStart to write NLD/PCD files\n"),
-              std::string::npos)
-        << out;
-    const std::string tail =
-        "\tWrote " + t.path() + "/out/top.nld\nDone\nNumber of inverters\n\t1 ---> 1\n";
-    ASSERT_GE(out.size(), tail.size());
-    EXPECT_EQ(out.substr(out.size() - tail.size()), tail);
-    EXPECT_EQ(read_file(t.path() + "/out/top.nld"), text);
+    EXPECT_EQ(r.after_banner(), read_report() +
+                                    "There is 1 inverter\nStart inverter reduction\nDone\n"
+                                    "There is 1 inverter\nCould not reduce the number of "
+                                    "inverters\nStart to write NLD/PCD files\n" +
+                                    write_report(1, 1));
+    EXPECT_EQ(written(), text);
 }
 
-TEST(Run, FailedFoldingWritesTheInputWithoutTheWriteHeading) {
-    TempDir t;
+TEST_F(OneModule, FailedFoldingWritesTheInputWithoutTheWriteHeading) {
     const std::string text =
         "(def-module top (def-pin a type input) (def-pin y type output)\n"
         " (def-comp nand--2 g) (def-comp inv- i1)\n"
         " (def-net a g.a) (def-net g.nout y) (def-net i1.in i1.nout))\n";
-    t.write("d/top.nld", text);
-    t.mkdir("out");
-    Outcome r({"top", t.path() + "/d", "-w", t.path() + "/out"});
+    Outcome r(words(text));
     EXPECT_EQ(r.status, 0);
-    EXPECT_EQ(r.after_banner(), "Start to read NLD/PCD files\n\tRead " + t.path() +
-                                    "/d/top.nld\nDone\nThere is 1 inverter\n"
-                                    "Sorry, but could not handle the netlists:\n\tWrote " +
-                                    t.path() +
-                                    "/out/top.nld\nDone\nNumber of inverters\n\t1 ---> 1\n");
-    EXPECT_EQ(read_file(t.path() + "/out/top.nld"), text);
+    EXPECT_EQ(r.after_banner(), read_report() +
+                                    "There is 1 inverter\nSorry, but could not handle the "
+                                    "netlists:\n" +
+                                    write_report(1, 1));
+    EXPECT_EQ(written(), text);
 }
 
 TEST(Run, UnwritableOutputEndsWithStatusOne) {
