@@ -46,30 +46,33 @@ void write_unchanged(Design& d, int before, int after) {
     report_totals(d, before, after);
 }
 
+// A stage that fails leaves the design half-transformed: write the input as
+// it was read and report no change.
+void write_after_failure(Design& d, int before) {
+    *d.err << "Sorry, but could not handle the netlists:\n";
+    write_unchanged_design(d);
+    report_totals(d, before, before);
+}
+
 // Flatten, reduce and, when that needs fewer inverters, rewrite and write
 // the reduced design; otherwise write the input unchanged.
 void reduce_and_write(Design& d, int before) {
-    const bool reduced =
-        flat(d) && (check_after(d, "flat"), *d.err << "Start inverter reduction\n", red_inv(d));
-    if (!reduced) {
-        *d.err << "Sorry, but could not handle the netlists:\n";
-        write_unchanged_design(d);
-        report_totals(d, before, before);
-        return;
-    }
+    if (!flat(d)) return write_after_failure(d, before);
+    check_after(d, "flat");
+    *d.err << "Start inverter reduction\n";
+    if (!red_inv(d)) return write_after_failure(d, before);
     check_after(d, "red_inv");
     *d.err << "Done\n";
     const int after = count_all_inverters(d);
     report_count(d, after);
     if (after >= before) {
         *d.err << "Could not reduce the number of inverters\n";
-        write_unchanged(d, before, after);
-        return;
+        return write_unchanged(d, before, after);
     }
     if (!unprotect_irreversible_nets(d)) {
+        // No line end: the next report continues this line.
         *d.err << "vorp: something wrong with net protection (for internal reason), sorry.";
-        write_unchanged(d, before, after);
-        return;
+        return write_unchanged(d, before, after);
     }
     check_after(d, "unprotect_irreversible_nets");
     apply_polarities(d);
