@@ -46,6 +46,13 @@ void write_unchanged(Design& d, int before, int after) {
     report_totals(d, before, after);
 }
 
+// Progress messages go out before the records are checked, so that a failed
+// check (which aborts) still shows how far the run came.
+void checked(Design& d, const char* stage) {
+    d.err->flush();
+    check_after(d, stage);
+}
+
 // A stage that fails leaves the design half-transformed: write the input as
 // it was read and report no change.
 void write_after_failure(Design& d, int before) {
@@ -58,10 +65,10 @@ void write_after_failure(Design& d, int before) {
 // the reduced design; otherwise write the input unchanged.
 void reduce_and_write(Design& d, int before) {
     if (!flat(d)) return write_after_failure(d, before);
-    check_after(d, "flat");
+    checked(d, "flat");
     *d.err << "Start inverter reduction\n";
     if (!red_inv(d)) return write_after_failure(d, before);
-    check_after(d, "red_inv");
+    checked(d, "red_inv");
     *d.err << "Done\n";
     const int after = count_all_inverters(d);
     report_count(d, after);
@@ -74,11 +81,11 @@ void reduce_and_write(Design& d, int before) {
         *d.err << "vorp: something wrong with net protection (for internal reason), sorry.";
         return write_unchanged(d, before, after);
     }
-    check_after(d, "unprotect_irreversible_nets");
+    checked(d, "unprotect_irreversible_nets");
     apply_polarities(d);
-    check_after(d, "apply_polarities");
+    checked(d, "apply_polarities");
     finish_modules(d);
-    check_after(d, "finish_modules");
+    checked(d, "finish_modules");
     *d.err << "Start to write NLD files\n";
     write_reduced_design(d);
     report_totals(d, before, after);
@@ -90,7 +97,7 @@ void run_stages(Design& d, int count, const char* const* words) {
     parse_args(d, count, words);
     *d.err << "Start to read NLD/PCD files\n";
     load_design(d, d.top_name);
-    check_after(d, "load_design");
+    checked(d, "load_design");
     *d.err << "Done\n";
     const int before = d.inverter_count;
     if (before == 0) {
