@@ -30,7 +30,9 @@ struct Checker {
             if (n->net != &net) return fail("node does not point back at its net", n);
             if (!listed.insert(n).second) return fail("node listed twice", n);
             if (n == net.source) has_source = true;
-            if (n->inst && n->inst->cell() == CELL_PORT && n->inst->node != n)
+            // A port named in several connections keeps the last as its node.
+            if (n->inst && n->inst->cell() == CELL_PORT &&
+                (!n->inst->node || n->inst->node->inst != n->inst))
                 return fail("port node is not its port's node", n);
         }
         (void)m;

@@ -15,7 +15,8 @@ namespace vorp {
 //    list, once;
 //  - every `same_inst` ring of a listed node closes without leaving the
 //    node's instance;
-//  - every listed node of a port is that port's `node`;
+//  - every listed node of a port belongs to a port whose `node` is a node
+//    of that same port (a port named twice keeps its last connection);
 //  - every net's `source`, when set, is one of its nodes.
 // Linear in the size of the design (one hash set of the listed nodes).
 std::string check_design(const Design& d);
