@@ -1,0 +1,384 @@
+#include "tools/nld_from_verilog.h"
+
+#include <algorithm>
+#include <climits>
+#include <map>
+#include <numeric>
+#include <set>
+#include <tuple>
+#include <unordered_map>
+
+#include "tools/verilog_cells.h"
+
+namespace vorp::verilog {
+
+namespace {
+
+constexpr int kConst0 = 0;
+constexpr int kConst1 = 1;
+
+// A port or wire: its declared shape and where its bits start.
+struct Signal {
+    Range range;
+    Direction direction = Direction::Wire;
+    int position = 0;       // the wire declaration, else the port declaration
+    bool has_wire = false;  // a `wire` declaration seen
+    bool has_direction = false;
+    int first_bit = 0;
+    int line = 0;
+};
+
+// One bit: a port bit or a wire bit, or one of the two constants.
+struct Bit {
+    std::string name;  // NLD name when it is a port bit
+    bool port = false;
+    int position = INT_MAX;  // declaration order of its signal
+    int index = 0;           // order within the signal
+    long mention = -1;       // first mention in a statement
+};
+
+struct PinNode {
+    int inst = 0;  // index into the instance list
+    std::string pin;
+    long mention = 0;
+};
+
+struct Inst {
+    std::string cell;
+    std::string name;
+};
+
+bool nld_name_ok(const std::string& s) {
+    if (s.empty() || s.size() > 4095) return false;
+    for (unsigned char c : s)
+        if (c <= ' ' || c == 127 || c == '(' || c == ')' || c == '.' || c == ';') return false;
+    return true;
+}
+
+std::string bit_name(const std::string& name, const Range& r, int index) {
+    return r.vector ? name + "[" + std::to_string(index) + "]" : name;
+}
+
+class ModuleConverter {
+   public:
+    ModuleConverter(const Module& m,
+                    const std::map<std::string, std::map<std::string, Range>>& port_ranges)
+        : m_(m), port_ranges_(port_ranges) {}
+
+    NldFile convert();
+
+   private:
+    [[noreturn]] void fail(int line, const std::string& what) const {
+        throw VerilogError(m_.file, line, what);
+    }
+    void declare_signals();
+    void check_header();
+    std::vector<int> bits_of(const Expr& e, int width, bool allow_constants, int line);
+    void mention(int bit) {
+        if (bits_[bit].mention < 0) bits_[bit].mention = ++clock_;
+    }
+    int find(int b) {
+        while (parent_[b] != b) b = parent_[b] = parent_[parent_[b]];
+        return b;
+    }
+    void join(int a, int b, int line);
+    void assign(const Statement& s);
+    void instance(const Statement& s);
+    std::string header_text() const;
+    std::string text();
+
+    const Module& m_;
+    const std::map<std::string, std::map<std::string, Range>>& port_ranges_;
+    std::map<std::string, Signal> signals_;
+    std::vector<std::string> order_;  // signal names in first-declaration order
+    std::vector<Bit> bits_;
+    std::vector<int> parent_;
+    std::vector<Inst> insts_;
+    std::unordered_map<std::string, int> inst_index_;
+    std::vector<std::vector<PinNode>> pins_of_bit_;
+    long clock_ = 0;
+};
+
+void ModuleConverter::declare_signals() {
+    for (const Declaration& d : m_.declarations) {
+        auto [it, fresh] = signals_.try_emplace(d.name);
+        Signal& s = it->second;
+        if (fresh) {
+            order_.push_back(d.name);
+            s.range = d.range;
+            s.line = d.line;
+        } else if (s.range.vector != d.range.vector || s.range.msb != d.range.msb ||
+                   s.range.lsb != d.range.lsb) {
+            fail(d.line, "'" + d.name + "' is declared again with another range");
+        }
+        if (d.direction == Direction::Wire) {
+            if (s.has_wire) fail(d.line, "wire '" + d.name + "' is declared twice");
+            s.has_wire = true;
+            s.position = d.position;
+        } else {
+            if (s.has_direction) fail(d.line, "port '" + d.name + "' is declared twice");
+            s.has_direction = true;
+            s.direction = d.direction;
+            if (!s.has_wire) s.position = d.position;
+        }
+    }
+    bits_.resize(2);
+    for (const std::string& name : order_) {
+        Signal& s = signals_[name];
+        s.first_bit = static_cast<int>(bits_.size());
+        if (s.has_direction && !nld_name_ok(name))
+            fail(s.line, "port name '" + name + "' cannot be written in NLD");
+        int k = 0;
+        for (int i : s.range.indexes())
+            bits_.push_back(Bit{bit_name(name, s.range, i), s.has_direction, s.position, k++, -1});
+    }
+    parent_.resize(bits_.size());
+    std::iota(parent_.begin(), parent_.end(), 0);
+    pins_of_bit_.resize(bits_.size());
+}
+
+void ModuleConverter::check_header() {
+    std::set<std::string> header;
+    for (const std::string& p : m_.header) {
+        if (!header.insert(p).second) fail(m_.line, "port '" + p + "' is listed twice");
+        auto it = signals_.find(p);
+        if (it == signals_.end() || !it->second.has_direction)
+            fail(m_.line, "port '" + p + "' has no input, output or inout declaration");
+    }
+    std::set<std::string> port_bits;
+    for (const auto& [name, s] : signals_) {
+        if (s.has_direction && !header.count(name))
+            fail(s.line, "'" + name + "' is declared as a port but is not in the port list");
+        if (!s.has_direction) continue;
+        for (int i : s.range.indexes())
+            if (!port_bits.insert(bit_name(name, s.range, i)).second)
+                fail(s.line, "port bit '" + bit_name(name, s.range, i) + "' is named twice");
+    }
+}
+
+// The bits of an expression, msb first; `width` 0 takes the expression's own.
+std::vector<int> ModuleConverter::bits_of(const Expr& e, int width, bool allow_constants,
+                                          int line) {
+    std::vector<int> out;
+    for (const Term& t : e) {
+        if (t.constant) {
+            if (!allow_constants) fail(t.line, "a constant cannot be assigned to");
+            std::string bits = t.bits;
+            if (t.unsized) {
+                if (e.size() != 1) fail(t.line, "an unsized constant inside a concatenation");
+                const int w = width ? width : static_cast<int>(bits.size());
+                bits = static_cast<int>(bits.size()) >= w
+                           ? bits.substr(bits.size() - w)
+                           : std::string(w - bits.size(), '0') + bits;
+            }
+            for (char c : bits) {
+                if (c != '0' && c != '1')
+                    fail(t.line, "constant with x or z bits is outside the supported subset");
+                out.push_back(c == '1' ? kConst1 : kConst0);
+            }
+            continue;
+        }
+        auto it = signals_.find(t.name);
+        if (it == signals_.end()) fail(t.line, "'" + t.name + "' is not declared");
+        const Signal& s = it->second;
+        const std::vector<int> idx = s.range.indexes();
+        auto position = [&](int i) {
+            auto p = std::find(idx.begin(), idx.end(), i);
+            if (!s.range.vector || p == idx.end())
+                fail(t.line, "select [" + std::to_string(i) + "] is outside '" + t.name + "'");
+            return static_cast<int>(p - idx.begin());
+        };
+        if (t.select == 0) {
+            for (std::size_t k = 0; k < idx.size(); ++k) out.push_back(s.first_bit + k);
+        } else {
+            const int from = position(t.msb), to = position(t.lsb);
+            if (from > to) fail(t.line, "part-select of '" + t.name + "' runs the wrong way");
+            for (int k = from; k <= to; ++k) out.push_back(s.first_bit + k);
+        }
+    }
+    if (width && static_cast<int>(out.size()) != width)
+        fail(line, std::to_string(out.size()) + " bits given where " + std::to_string(width) +
+                       " are needed");
+    return out;
+}
+
+void ModuleConverter::join(int a, int b, int line) {
+    a = find(a), b = find(b);
+    if (a == b) return;
+    if (a > b) std::swap(a, b);  // a constant stays the root of its net
+    if (a == kConst0 && b == kConst1) fail(line, "a net is tied to both 0 and 1");
+    parent_[b] = a;
+}
+
+void ModuleConverter::assign(const Statement& s) {
+    const std::vector<int> lhs = bits_of(s.lhs, 0, false, s.line);
+    const std::vector<int> rhs = bits_of(s.rhs, static_cast<int>(lhs.size()), true, s.line);
+    for (int b : rhs) mention(b);
+    for (int b : lhs) mention(b);
+    for (std::size_t i = 0; i < lhs.size(); ++i) join(lhs[i], rhs[i], s.line);
+}
+
+void ModuleConverter::instance(const Statement& s) {
+    if (!nld_name_ok(s.name))
+        fail(s.line, "instance name '" + s.name + "' cannot be written in NLD");
+    auto sig = signals_.find(s.name);
+    if (sig != signals_.end() && sig->second.has_direction)
+        fail(s.line, "instance '" + s.name + "' has the name of a port");
+    if (!inst_index_.emplace(s.name, static_cast<int>(insts_.size())).second)
+        fail(s.line, "instance '" + s.name + "' is declared twice");
+    const int index = static_cast<int>(insts_.size());
+    const std::optional<CellKind> cell = find_cell(s.type);
+    const std::map<std::string, Range>* ports = nullptr;
+    if (!cell) {
+        if (names_a_cell(s.type)) fail(s.line, "'" + s.type + "' is not a cell of the library");
+        auto it = port_ranges_.find(s.type);
+        if (it == port_ranges_.end())
+            fail(s.line, s.type[0] == '$'
+                             ? "yosys cell '" + s.type + "' is outside the supported subset"
+                             : "unknown cell or module '" + s.type + "'");
+        ports = &it->second;
+    }
+    insts_.push_back(Inst{cell ? cell->nld_cell : s.type, s.name});
+    std::set<std::string> seen;
+    for (const Connection& c : s.connections) {
+        if (!seen.insert(c.pin).second) fail(c.line, "pin '" + c.pin + "' is connected twice");
+        std::vector<std::string> pins;
+        Range range;
+        if (cell) {
+            auto p = cell->pins.find(c.pin);
+            if (p == cell->pins.end()) fail(c.line, "'" + s.type + "' has no pin '" + c.pin + "'");
+            pins.push_back(p->second);
+        } else {
+            auto p = ports->find(c.pin);
+            if (p == ports->end())
+                fail(c.line, "module '" + s.type + "' has no port '" + c.pin + "'");
+            range = p->second;
+            for (int i : range.indexes()) pins.push_back(bit_name(c.pin, range, i));
+        }
+        if (c.expr.empty()) continue;
+        const std::vector<int> bits = bits_of(c.expr, static_cast<int>(pins.size()), true, c.line);
+        for (std::size_t k = 0; k < bits.size(); ++k) {
+            mention(bits[k]);
+            pins_of_bit_[bits[k]].push_back(PinNode{index, pins[k], ++clock_});
+        }
+    }
+}
+
+// A name for a constant cell that no instance or port of the module has.
+std::string unused_name(const std::string& base, const std::unordered_map<std::string, int>& insts,
+                        const std::map<std::string, Signal>& signals) {
+    std::string name = base;
+    for (int n = 1; insts.count(name) || signals.count(name); ++n)
+        name = base + "_" + std::to_string(n);
+    return name;
+}
+
+struct NetOut {
+    std::tuple<int, int, long> key;
+    std::vector<std::pair<long, std::string>> nodes;  // mention, NLD text
+    bool has_pin = false;                             // an instance pin among them
+};
+
+const char* nld_direction(Direction d) {
+    return d == Direction::Input ? "input" : d == Direction::Output ? "output" : "bidirect";
+}
+
+std::string ModuleConverter::text() {
+    // Gather each net's members under its root.
+    std::map<int, NetOut> nets;
+    for (int b = 0; b < static_cast<int>(bits_.size()); ++b) {
+        const int root = find(b);
+        auto [it, fresh] = nets.try_emplace(root);
+        NetOut& n = it->second;
+        if (fresh) n.key = {INT_MAX, INT_MAX, LONG_MAX};
+        if (b >= 2 && bits_[b].position != INT_MAX)
+            n.key =
+                std::min(n.key, std::tuple<int, int, long>{bits_[b].position, bits_[b].index, 0});
+        if (bits_[b].port && (bits_[b].mention >= 0 || b == root))
+            n.nodes.emplace_back(std::max(0L, bits_[b].mention), bits_[b].name);
+        for (const PinNode& p : pins_of_bit_[b])
+            n.nodes.emplace_back(p.mention, insts_[p.inst].name + "." + p.pin);
+        n.has_pin = n.has_pin || !pins_of_bit_[b].empty();
+    }
+    std::vector<NetOut*> written;
+    for (auto& [root, n] : nets) {
+        if (n.nodes.empty() || (n.nodes.size() == 1 && root > kConst1 && !n.has_pin))
+            continue;  // nothing, or a lone port: left unconnected
+        std::sort(n.nodes.begin(), n.nodes.end());
+        if (std::get<0>(n.key) == INT_MAX) n.key = {INT_MAX, INT_MAX, n.nodes.front().first};
+        if (root <= kConst1) {
+            const bool one = root == kConst1;
+            const std::string name = unused_name(one ? "const1" : "const0", inst_index_, signals_);
+            inst_index_.emplace(name, static_cast<int>(insts_.size()));
+            insts_.push_back(Inst{one ? "high-" : "low-", name});
+            n.nodes.insert(n.nodes.begin(), {0, name + (one ? ".out" : ".nout")});
+        }
+        written.push_back(&n);
+    }
+    std::stable_sort(written.begin(), written.end(),
+                     [](const NetOut* a, const NetOut* b) { return a->key < b->key; });
+
+    std::string out = header_text();
+    // The reader prepends: write instances last first, runs of one cell together.
+    for (std::size_t i = insts_.size(); i > 0;) {
+        std::size_t j = i;
+        out += " (def-comp " + insts_[i - 1].cell;
+        while (j > 0 && insts_[j - 1].cell == insts_[i - 1].cell && i - j < 8)
+            out += " " + insts_[--j].name;
+        out += ")\n";
+        i = j;
+    }
+    for (auto it = written.rbegin(); it != written.rend(); ++it) {
+        out += " (def-net";
+        for (auto n = (*it)->nodes.rbegin(); n != (*it)->nodes.rend(); ++n) out += " " + n->second;
+        out += ")\n";
+    }
+    return out + ")\n";
+}
+
+// The module line and one def-pin per port bit, in header order.
+std::string ModuleConverter::header_text() const {
+    std::string out = "(def-module " + m_.name + "\n";
+    for (const std::string& p : m_.header) {
+        const Signal& s = signals_.at(p);
+        for (int i : s.range.indexes())
+            out += " (def-pin " + bit_name(p, s.range, i) + " type " + nld_direction(s.direction) +
+                   ")\n";
+    }
+    return out;
+}
+
+NldFile ModuleConverter::convert() {
+    declare_signals();
+    check_header();
+    if (m_.blackbox && !m_.statements.empty())
+        fail(m_.statements.front().line, "a (* blackbox *) module with contents");
+    for (const Statement& s : m_.statements) s.is_assign ? assign(s) : instance(s);
+    if (m_.blackbox) return NldFile{m_.name, true, header_text() + ")\n"};
+    return NldFile{m_.name, false, text()};
+}
+
+}  // namespace
+
+std::vector<NldFile> convert_modules(const std::vector<Module>& modules) {
+    std::map<std::string, const Module*> all;
+    std::map<std::string, std::map<std::string, Range>> port_ranges;
+    for (const Module& m : modules) {
+        if (!nld_name_ok(m.name) || m.name.find('/') != std::string::npos)
+            throw VerilogError(m.file, m.line,
+                               "module name '" + m.name + "' cannot be an NLD file");
+        if (names_a_cell(m.name))
+            throw VerilogError(m.file, m.line,
+                               "module '" + m.name + "' has the name of a library cell");
+        if (!all.emplace(m.name, &m).second)
+            throw VerilogError(m.file, m.line, "module '" + m.name + "' is defined twice");
+        auto& ranges = port_ranges[m.name];
+        for (const Declaration& d : m.declarations)
+            if (d.direction != Direction::Wire) ranges[d.name] = d.range;
+    }
+    std::vector<NldFile> out;
+    for (const Module& m : modules) out.push_back(ModuleConverter(m, port_ranges).convert());
+    return out;
+}
+
+}  // namespace vorp::verilog

@@ -1,0 +1,38 @@
+// Turns modules read by the Verilog reader into NLD texts that vorp reads:
+// one text per module, a PCD interface for a (* blackbox *) module.
+//
+// Every bit of a port or wire is one signal; `assign` joins signals into one
+// net, a constant becomes a net driven by a high- or low- cell named const1
+// or const0. A vector bit is named "a[3]". A port that reaches nothing is
+// left unconnected, and a net without any instance pin or second port is not
+// written.
+//
+// Order: vorp's reader reverses the order of instances, nets and the nodes
+// of a net, so they are written reversed: in memory they come out in the
+// Verilog order, and nld2verilog gives the same text back. Instances keep
+// their order; nets are ordered by the first wire declaration of one of
+// their bits (the port declaration when a bit has no wire declaration),
+// nets with no declared bit last; a net's nodes by first mention, the right
+// side of an `assign` before its left side, a constant cell first.
+//
+// Cost: linear in the text, times the inverse Ackermann function of the
+// union of signals, plus sorting the nets and nodes.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/verilog_reader.h"
+
+namespace vorp::verilog {
+
+struct NldFile {
+    std::string module;
+    bool interface_only = false;  // write as <module>.pcd
+    std::string text;
+};
+
+// Throws VerilogError for anything outside the subset, naming file and line.
+std::vector<NldFile> convert_modules(const std::vector<Module>& modules);
+
+}  // namespace vorp::verilog
