@@ -112,10 +112,13 @@ void write_module(std::ostream& out, const Module& m, Library& lib) {
         out << "endmodule\n\n";
         return;
     }
-    // One wire per net: an input-side port's name when the net has one.
+    // One wire per net: an input-side port's name when the net has one. The
+    // wires are declared in net order (a lone port and an empty net need
+    // none), so that verilog2nld gives the same net order back.
     std::map<const Net*, std::string> wire;
     int index = 0;
-    for (const Net* net = m.nets; net; net = net->next, ++index) {
+    for (const Net* net = m.nets; net; net = net->next) {
+        if (!net->nodes) continue;
         const Node* named = nullptr;
         for (const Node* n = net->nodes; n; n = n->next)
             if (n->inst && n->inst->cell() == CELL_PORT &&
@@ -123,12 +126,14 @@ void write_module(std::ostream& out, const Module& m, Library& lib) {
                 if (!named || direction(named->pin_type()) != "input") named = n;
         if (named) {
             wire[net] = ident(named->pin);
+            const bool supply = is_supply(named->inst, lib);
+            if (net->nodes->next && !supply) out << "  wire " << wire[net] << ";\n";
             for (const Node* n = net->nodes; n; n = n->next)
                 if (n != named && n->inst && n->inst->cell() == CELL_PORT &&
                     direction(n->pin_type()) != "input")
                     out << "  assign " << ident(n->pin) << " = " << wire[net] << ";\n";
         } else {
-            wire[net] = "vorp_n" + std::to_string(index);
+            wire[net] = "vorp_n" + std::to_string(index++);
             out << "  wire " << wire[net] << ";\n";
         }
     }
@@ -150,12 +155,15 @@ void write_module(std::ostream& out, const Module& m, Library& lib) {
             type = ident(gate_module(*inst));
             lib.gates.insert(gate_module(*inst));
             int k = 0;
+            std::vector<std::pair<std::string, std::string>> output;
             for (const auto& [pin, net] : pins) {
                 if (pin == output_pin(cell))
-                    connections.emplace_back(pin, wire[net]);
+                    output.emplace_back(pin, wire[net]);
                 else
                     connections.emplace_back("in" + std::to_string(k++), wire[net]);
             }
+            // The output last, whatever its name's place among the inputs.
+            connections.insert(connections.end(), output.begin(), output.end());
         } else {
             type = ident(cell_module(*inst));
             for (const auto& [pin, net] : pins) connections.emplace_back(ident(pin), wire[net]);
