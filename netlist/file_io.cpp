@@ -65,6 +65,9 @@ bool OutputFile::open(const char* path) {
     struct stat st {};
     const bool exists = ::stat(path, &st) == 0;
     if (exists && S_ISDIR(st.st_mode)) return false;
+    // Opening for writing would refuse a file we may not write: so do we,
+    // although the replacement by rename would pass.
+    if (exists && ::access(path, W_OK) != 0) return false;
     path_ = path;
     temp_path_ = path_ + ".vorp-tmp-" + std::to_string(::getpid());
     fd_ = ::open(temp_path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);

@@ -29,7 +29,8 @@ class OutputFile {
     ~OutputFile();
 
     // False when the destination cannot be created (missing or read-only
-    // directory, or a directory in the destination's place).
+    // directory, a directory in the destination's place, or an existing
+    // file that the caller may not write).
     bool open(const char* path);
     void write(std::string_view text) { write(text.data(), text.size()); }
     void write(const char* data, std::size_t size);
