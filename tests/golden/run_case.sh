@@ -29,6 +29,11 @@ if [ -s args ]; then
 fi
 "$vorp" "$@" 2> stderr.txt
 status=$?
+# An optional sed script `stderr.sed` masks what changes from run to run
+# (the record addresses of a net dump) before the comparison.
+if [ -f stderr.sed ]; then
+  sed -f stderr.sed stderr.txt > stderr.masked && mv stderr.masked stderr.txt
+fi
 chmod -R u+w out 2>/dev/null
 
 expected="$case_dir/expected"
