@@ -5,6 +5,7 @@
 #include <string>
 
 #include "flatten/net_ops.h"
+#include "flatten/sticky.h"
 #include "tests/flatten/flat_support.h"
 
 namespace vorp {
@@ -484,6 +485,14 @@ TEST(Flat, BidirectionalPortAcrossABoundaryFails) {
               "handled, sorry.\n");
 }
 
+const char* const kFencedTop =
+    "(def-module top (def-pin b type bidirect) (def-pin y type output)\n"
+    " (def-comp sub s) (def-comp inv- i)\n"
+    " (def-net b i.in s.o) (def-net i.nout y))\n";
+const char* const kFencedSub =
+    "(def-module sub (def-pin o type output) (def-comp high- h)\n"
+    " (def-net h.out o))\n";
+
 // A bidirectional top port b on a net with i's input and s's output.
 // Lists: top [y i.nout] [s.o i.in b]; copy [o h.out]. Protection: s.o
 // drives (sticky-0 net [s.o sticky-0.i], sticky-0.o on b's net), i.in is
@@ -493,15 +502,7 @@ TEST(Flat, BidirectionalPortAcrossABoundaryFails) {
 // net takes sticky-0.i in. The irreversible net is never inverted.
 TEST(Flat, StickiesFenceAnIrreversibleNet) {
     TestDesign t;
-    ASSERT_EQ(
-        load_and_flat(t, {{"top.nld",
-                           "(def-module top (def-pin b type bidirect) (def-pin y type output)\n"
-                           " (def-comp sub s) (def-comp inv- i)\n"
-                           " (def-net b i.in s.o) (def-net i.nout y))\n"},
-                          {"sub.nld",
-                           "(def-module sub (def-pin o type output) (def-comp high- h)\n"
-                           " (def-net h.out o))\n"}}),
-        1)
+    ASSERT_EQ(load_and_flat(t, {{"top.nld", kFencedTop}, {"sub.nld", kFencedSub}}), 1)
         << t.err.str();
     Module& top = *t.d.top();
     EXPECT_EQ(dump_nets(top),
@@ -509,6 +510,23 @@ TEST(Flat, StickiesFenceAnIrreversibleNet) {
               "NET:1:(271:1): [o]: sticky-1.i(1/1) sticky-0.o(0/0) b(0/1) \n"
               "NET:2:(291:0): [out]: h.out(0/0) sticky-0.i(1/1) \n");
     EXPECT_EQ(names(top.insts), "sticky-1 sticky-0 i s h");
+}
+
+// After a successful reduction the two stickies above are resolved, first
+// sticky-1 (first in the list): straight, two sinks on b's net but one
+// source on y's, so it dissolves; b's net (3 nodes) is larger and takes y in
+// at its head. Then sticky-0: straight with a single sink (itself) on h's
+// net, so it dissolves too; b's net (3) is not smaller than h's (2) and
+// takes h.out in at its head. The net keeps its former source.
+TEST(Flat, StickiesResolveAfterFlattening) {
+    TestDesign t;
+    ASSERT_EQ(load_and_flat(t, {{"top.nld", kFencedTop}, {"sub.nld", kFencedSub}}), 1)
+        << t.err.str();
+    ASSERT_EQ(unprotect_irreversible_nets(t.d), 1);
+    Module& top = *t.d.top();
+    EXPECT_EQ(dump_nets(top), "NET:0:(271:1): [o]: h.out(0/0) y(-1/-1) b(0/1) \n");
+    EXPECT_EQ(names(top.insts), "i s h");
+    EXPECT_EQ(messages(t), "");
 }
 
 }  // namespace
