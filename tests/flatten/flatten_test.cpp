@@ -144,8 +144,9 @@ const char* const kClockInverters =
 // the data path folds (r.in -1), ic between the two clock nets stays.
 TEST(Flat, InverterOnAClockNetIsNotFolded) {
     TestDesign t;
-    ASSERT_EQ(load_and_flat(t, {{"top.nld", kClockInverters}}), 1) << t.err.str();
-    Module& top = *t.d.top();
+    Module& top = t.load({{"top.nld", kClockInverters}});
+    named(top.insts, "id")->set_on_clock(true);  // stale marks are cleared first
+    ASSERT_EQ(flat(t.d), 1) << t.err.str();
     EXPECT_EQ(dump_nets(top),
               "NET:0:(291:0): [out]: q(1/1) r.out(0/0) \n"
               "NET:1:(291:0): [d]: r.in(-1/-1) d(0/0) \n"
@@ -188,6 +189,7 @@ TEST(Flat, ClockNetsStayInTheirCopy) {
     EXPECT_EQ(names(top.insts), "s r k i");
     EXPECT_TRUE(named(top.insts, "s")->on_clock());
     EXPECT_EQ(node_of(top, "s", "ck")->port_note(), KW_CLOCK);
+    EXPECT_EQ(node_of(top, "s", "ck")->pin, named(sub.ports, "ck")->name);  // shared text
     EXPECT_EQ(node_of(top, "s", "ck")->peer, nullptr);
 }
 
@@ -387,6 +389,32 @@ TEST(Flat, GlobalPortConnectedOutsideIsJoinedFromOutside) {
     ASSERT_NE(gv->peer, nullptr);
     EXPECT_STREQ(gv->peer->pin, "gv");
     EXPECT_EQ(gv->peer->peer, gv);
+}
+
+// Pins of a black box typed "unused" or "unused-connected" get a fixed
+// polarity; its other pins stay as they were. Lists: [y s.z]
+// [s.w s.u s.x h.nout] [h.a a], the pins of s typed from blk's ports.
+TEST(Flat, UnusedPinsOfABlackBoxArePinned) {
+    TestDesign t;
+    ASSERT_EQ(
+        load_and_flat(t, {{"top.nld",
+                           "(def-module top (def-pin a type input) (def-pin y type output)\n"
+                           " (def-comp blk s) (def-comp nand--2 h)\n"
+                           " (def-net a h.a) (def-net h.nout s.x s.u s.w) (def-net s.z y))\n"},
+                          {"blk.pcd",
+                           "(def-module blk (def-pin x type input) (def-pin u type unused)\n"
+                           " (def-pin w type unused-connected) (def-pin z type output))\n"}}),
+        1)
+        << t.err.str();
+    Module& top = *t.d.top();
+    EXPECT_EQ(dump_nets(top),
+              "NET:0:(291:0): [z]: y(1/1) s.z(0/0) \n"
+              "NET:1:(291:0): [nout]: s.w(0/0) s.u(0/0) s.x(1/1) h.nout(0/0) \n"
+              "NET:2:(291:0): [a]: h.a(1/1) a(0/0) \n");
+    EXPECT_TRUE(node_of(top, "s", "w")->pinned());
+    EXPECT_TRUE(node_of(top, "s", "u")->pinned());
+    EXPECT_FALSE(node_of(top, "s", "x")->pinned());
+    EXPECT_FALSE(node_of(top, "s", "z")->pinned());
 }
 
 // In the copy, g and h have no pins and stay (none of its instances has
