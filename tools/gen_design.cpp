@@ -9,7 +9,10 @@
 //
 // PROFILE is "safe" (gates, inverters, registers, constants), "full", or a
 // list of extras to add to "safe": "tri" (tristate buses), "power"
-// ("VDD"/"VSS" global ports), "scan" (scan registers), e.g. "tri+power".
+// ("VDD"/"VSS" global ports), "scan" (scan registers), "pcd" (instances of
+// a black box "bb" given as bb.pcd), "ref" (instances of a module "rmod"
+// found only in the reference directory DIR/ref), e.g. "tri+power"; "all" is
+// every extra.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -45,6 +48,8 @@ struct Options {
     bool tristate = false;  // tristate buses of ts_buf- cells
     bool power = false;     // "VDD"/"VSS" global ports
     bool scan = false;      // scan registers with "scan_out" consumers
+    bool pcd = false;       // a PCD black box "bb"
+    bool ref = false;       // a reference module "rmod" in DIR/ref
 };
 
 struct Pin {
@@ -254,7 +259,7 @@ int usage() {
     std::fprintf(
         stderr,
         "usage: gen_design --out DIR [--seed N] [--cells N] [--depth N] [--fanout N] [--types N]\n"
-        "                  [--profile safe|full|tri+power+scan] [--top NAME]\n");
+        "                  [--profile safe|full|all|tri+power+scan+pcd+ref] [--top NAME]\n");
     return 2;
 }
 
@@ -280,7 +285,9 @@ int main(int argc, char** argv) {
             opt.types = std::max(1, std::atoi(v));
         else if (a == "--profile") {
             const std::string p = v;
-            const bool full = p == "full";
+            const bool full = p == "full" || p == "all";
+            opt.pcd = p == "all" || p.find("pcd") != std::string::npos;
+            opt.ref = p == "all" || p.find("ref") != std::string::npos;
             opt.tristate = full || p.find("tri") != std::string::npos;
             opt.power = full || p.find("power") != std::string::npos;
             opt.scan = full || p.find("scan") != std::string::npos;
@@ -313,6 +320,40 @@ int main(int argc, char** argv) {
     for (int level = 0; level < opt.depth; ++level, per_level *= opt.fanout) instances += per_level;
     const long gates = std::max(4L, static_cast<long>(opt.cells / instances));
 
+    // Leaves that vorp never changes: a PCD black box and a reference module.
+    std::vector<ModuleType> leaves;
+    auto leaf = [&](const char* name, bool clock) {
+        ModuleType m;
+        m.name = name;
+        m.level = opt.depth;
+        for (int i = 0; i < 3; ++i) m.inputs.push_back("a" + std::to_string(i));
+        for (int i = 0; i < 2; ++i) m.outputs.push_back("y" + std::to_string(i));
+        m.has_clock = clock;
+        leaves.push_back(m);
+    };
+    if (opt.pcd) {
+        leaf("bb", false);
+        std::string text = "(def-module bb\n";
+        for (const std::string& in : leaves.back().inputs)
+            text += " (def-pin " + in + " type input)\n";
+        for (const std::string& out : leaves.back().outputs)
+            text += " (def-pin " + out + " type output)\n";
+        if (!write_text(opt.out + "/bb.pcd", text + ")\n")) {
+            std::fprintf(stderr, "gen_design: cannot write %s\n", opt.out.c_str());
+            return 1;
+        }
+    }
+    if (opt.ref) {
+        leaf("rmod", true);
+        ::mkdir((opt.out + "/ref").c_str(), 0777);
+        const std::vector<ModuleType> none;
+        ModuleWriter writer(rng, opt, leaves.back(), none, 12);
+        if (!write_text(opt.out + "/ref/rmod.nld", writer.build())) {
+            std::fprintf(stderr, "gen_design: cannot write %s/ref\n", opt.out.c_str());
+            return 1;
+        }
+    }
+
     for (int level = 0; level < opt.depth; ++level) {
         for (const ModuleType& m : levels[static_cast<std::size_t>(level)]) {
             std::vector<ModuleType> children;
@@ -322,6 +363,8 @@ int main(int argc, char** argv) {
                     children.push_back(
                         next[static_cast<std::size_t>(rng.below(static_cast<int>(next.size())))]);
             }
+            for (const ModuleType& l : leaves)
+                if (rng.chance(60)) children.push_back(l);
             ModuleWriter writer(rng, opt, m, children, gates);
             if (!write_text(opt.out + "/" + m.name + ".nld", writer.build())) {
                 std::fprintf(stderr, "gen_design: cannot write %s\n", opt.out.c_str());
@@ -329,6 +372,9 @@ int main(int argc, char** argv) {
             }
         }
     }
-    std::printf("%s %s\n", opt.top.c_str(), opt.out.c_str());
+    if (opt.ref)
+        std::printf("%s %s -r %s/ref\n", opt.top.c_str(), opt.out.c_str(), opt.out.c_str());
+    else
+        std::printf("%s %s\n", opt.top.c_str(), opt.out.c_str());
     return 0;
 }

@@ -5,9 +5,11 @@
 //
 //   nld2verilog [-s] [-o design.v] [-l cells.v] <top> <dir> ... [-r <dir> ...]
 //
-// With -s, global ports named "VDD" and "VSS" become constant wires (1 and 0)
-// instead of ports: an equivalence check then treats them as the supplies
-// they are.
+// With -s (for an equivalence check), global ports named "VDD" and "VSS"
+// become constant wires (1 and 0) instead of ports, so that they are treated
+// as the supplies they are, and every pin of a black box (PCD) instance is
+// connected through a wire "vorp_bb_<instance>_<pin>" that the check matches
+// by name.
 //
 // Gates with freely named inputs (and-, nand-, or-, nor-, aoi-, oai-) take
 // their input pins in byte-wise order of the pin names as the library's
@@ -44,6 +46,12 @@ std::string ident(const std::string& s) {
     for (unsigned char c : s)
         if (c <= ' ' || c >= 127) throw std::runtime_error("name not writable in Verilog: " + s);
     return "\\" + s + " ";
+}
+
+// A pin name as written by ident(), without its escape.
+std::string pin_text(const std::string& written) {
+    if (written.empty() || written[0] != '\\') return written;
+    return written.substr(1, written.size() - 2);
 }
 
 const char* output_pin(int cell) {
@@ -92,6 +100,27 @@ struct Library {
 bool is_supply(const Instance* port, const Library& lib) {
     return lib.supplies && port->pin_type() == KW_GLOBAL && port->name &&
            (std::strcmp(port->name, "VDD") == 0 || std::strcmp(port->name, "VSS") == 0);
+}
+
+// For a check, every pin of a black box (PCD) instance gets a wire named
+// after the instance and the pin, which the proof matches between the two
+// designs: the black box's outputs are then the same unknowns on both sides,
+// and its inputs are compared like outputs.
+void name_black_box_pins(std::ostream& out, const Instance& inst,
+                         std::vector<std::pair<std::string, std::string>>& connections) {
+    if (!inst.sub || inst.sub->kind() != MOD_PCD) return;
+    for (auto& [pin, wire] : connections) {
+        const Instance* port = inst.sub->ports;
+        while (port && !(port->name && ident(port->name) == pin)) port = port->next;
+        const std::string named =
+            ident(std::string("vorp_bb_") + (inst.name ? inst.name : "") + "_" + pin_text(pin));
+        out << "  wire " << named << ";\n";
+        if (port && direction(port->pin_type()) == "output")
+            out << "  assign " << wire << " = " << named << ";\n";
+        else
+            out << "  assign " << named << " = " << wire << ";\n";
+        wire = named;
+    }
 }
 
 void write_module(std::ostream& out, const Module& m, Library& lib) {
@@ -168,6 +197,7 @@ void write_module(std::ostream& out, const Module& m, Library& lib) {
             type = ident(cell_module(*inst));
             for (const auto& [pin, net] : pins) connections.emplace_back(ident(pin), wire[net]);
         }
+        if (cell == CELL_SUBMODULE && lib.supplies) name_black_box_pins(out, *inst, connections);
         out << "  " << type << " " << ident(inst->name ? inst->name : "") << " (";
         for (std::size_t i = 0; i < connections.size(); ++i)
             out << (i ? ", " : "") << "." << connections[i].first << "(" << connections[i].second
