@@ -9,7 +9,11 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
+
+#include "db/design.h"
+#include "driver/run.h"
 
 namespace vorp::test {
 
@@ -80,6 +84,24 @@ bool unprivileged_user(int& uid, int& gid) {
     uid = nobody ? static_cast<int>(nobody->pw_uid) : 65534;
     gid = nobody ? static_cast<int>(nobody->pw_gid) : 65534;
     return true;
+}
+
+Outcome run_in_process(const std::vector<std::string>& words) {
+    std::vector<const char*> argv;
+    for (const std::string& w : words) argv.push_back(w.c_str());
+    std::ostringstream err;
+    Outcome out;
+    {
+        Design d(err);
+        out.status = run_vorp(d, static_cast<int>(argv.size()), argv.data());
+    }
+    out.err = err.str();
+    return out;
+}
+
+bool ends_with(const std::string& text, const std::string& tail) {
+    return text.size() >= tail.size() &&
+           text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
 }
 
 std::string vorp_program() {

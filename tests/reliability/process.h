@@ -1,5 +1,6 @@
-// Running the vorp program as a child process, for the tests that need a
-// real process: killed runs, and runs under an ordinary user's permissions.
+// Running vorp for the reliability tests: as a child process where a real
+// process is needed (killed runs, runs under an ordinary user's
+// permissions), or in this process on its default stack.
 #pragma once
 
 #include <sys/types.h>
@@ -37,6 +38,12 @@ Outcome wait_program(pid_t child, const std::string& err_path);
 // The uid and gid of an unprivileged user when the tests run as the
 // superuser and can take them on in a child; none otherwise.
 bool unprivileged_user(int& uid, int& gid);
+
+// One whole run in this process, messages captured.
+Outcome run_in_process(const std::vector<std::string>& words);
+
+// True when `text` ends with `tail`.
+bool ends_with(const std::string& text, const std::string& tail);
 
 // Paths of the programs under test, from the build.
 std::string vorp_program();

@@ -70,11 +70,6 @@ struct Case {
     }
 };
 
-bool ends_with(const std::string& text, const std::string& tail) {
-    return text.size() >= tail.size() &&
-           text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
-}
-
 void expect_open_failure(const Outcome& o, const std::string& path) {
     EXPECT_EQ(o.signal, 0);
     EXPECT_EQ(o.status, 1);

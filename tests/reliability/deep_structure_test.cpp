@@ -1,0 +1,186 @@
+// Designs far deeper than any recursion on the call stack could follow: a
+// hierarchy thousands of levels deep, chains of a million inverters, clock
+// buffers and gates, and millions of nested parentheses. Each run happens in
+// this process, on the default stack, and must end normally with the counts
+// that the design calls for.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/reliability/process.h"
+#include "tests/support/fixture.h"
+
+namespace vorp::test {
+namespace {
+
+Outcome run_top(const TempDir& dir) {
+    dir.mkdir("out");
+    return run_in_process({"top", dir.path() + "/r", "-w", dir.path() + "/out"});
+}
+
+std::string counts(long before, long after) {
+    return "Number of inverters\n\t" + std::to_string(before) + " ---> " + std::to_string(after) +
+           "\n";
+}
+
+std::string names(const char* stem, long from, long to) {
+    std::string s;
+    for (long i = from; i < to; ++i) s += " " + std::string(stem) + std::to_string(i);
+    return s;
+}
+
+// top: a -> inv t -> m1 -> m2 -> ... -> m<levels-1>, whose inverter and
+// NAND end the path at y. The two inverters cancel across every level.
+void write_deep_hierarchy(const TempDir& dir, int levels) {
+    const char* ports = " (def-pin a type input)\n (def-pin y type output)\n";
+    dir.write("r/top.nld", std::string("(def-module top\n") + ports +
+                               " (def-comp inv- t)\n (def-comp m1 u)\n"
+                               " (def-net a t.in)\n (def-net t.nout u.a)\n (def-net u.y y))\n");
+    for (int k = 1; k < levels - 1; ++k) {
+        const std::string name = "m" + std::to_string(k);
+        dir.write("r/" + name + ".nld", "(def-module " + name + "\n" + ports + " (def-comp m" +
+                                            std::to_string(k + 1) +
+                                            " u)\n (def-net a u.a)\n (def-net u.y y))\n");
+    }
+    const std::string last = "m" + std::to_string(levels - 1);
+    dir.write("r/" + last + ".nld", "(def-module " + last + "\n" + ports +
+                                        " (def-comp inv- i)\n (def-comp nand--2 g)\n"
+                                        " (def-net a i.in)\n (def-net i.nout g.a g.b)\n"
+                                        " (def-net g.nout y))\n");
+}
+
+TEST(DeepStructure, HierarchyFiveThousandLevelsDeep) {
+    TempDir dir;
+    const int levels = 5000;
+    write_deep_hierarchy(dir, levels);
+    const Outcome r = run_top(dir);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_TRUE(ends_with(r.err, counts(2, 0))) << r.err.substr(r.err.size() - 200);
+    // Every level is written, as a copy of its own.
+    EXPECT_NE(r.err.find("/out/m" + std::to_string(levels - 1) + "-1.nld\n"), std::string::npos);
+    EXPECT_EQ(read_file(dir.path() + "/out/m4999-1.nld").find("\tinv-"), std::string::npos);
+}
+
+// a -> inv i0 -> inv i1 -> ... -> y; an even number folds away completely.
+std::string inverter_chain(long cells) {
+    std::string s = "(def-module top\n (def-pin a type input)\n (def-pin y type output)\n";
+    s += " (def-comp inv-" + names("i", 0, cells) + ")\n (def-net a i0.in)\n";
+    for (long i = 0; i + 1 < cells; ++i)
+        s += " (def-net i" + std::to_string(i) + ".nout i" + std::to_string(i + 1) + ".in)\n";
+    s += " (def-net i" + std::to_string(cells - 1) + ".nout y))\n";
+    return s;
+}
+
+TEST(DeepStructure, InverterChainOfAMillionCells) {
+    TempDir dir;
+    const long cells = 1000000;
+    dir.write("r/top.nld", inverter_chain(cells));
+    const Outcome r = run_top(dir);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_TRUE(ends_with(r.err, counts(cells, 0)));
+    const std::string written = read_file(dir.path() + "/out/top.nld");
+    EXPECT_EQ(written.find("\tinv-"), std::string::npos);
+    EXPECT_TRUE(ends_with(written, ")\n"));
+}
+
+// clk -> ninv b0 -> ... -> b<cells-1> -> the register's m_clock; the data
+// path holds two inverters that the reduction removes.
+TEST(DeepStructure, ClockThroughAMillionBuffers) {
+    TempDir dir;
+    const long cells = 1000000;
+    std::string s =
+        "(def-module top\n (def-pin clk type input)\n (def-pin d type input)\n"
+        " (def-pin q type output)\n";
+    s += " (def-comp ninv-" + names("b", 0, cells) + ")\n";
+    s += " (def-comp reg-1 r)\n (def-comp inv- d1 d2)\n (def-net clk b0.in)\n";
+    for (long i = 0; i + 1 < cells; ++i)
+        s += " (def-net b" + std::to_string(i) + ".out b" + std::to_string(i + 1) + ".in)\n";
+    s += " (def-net b" + std::to_string(cells - 1) + ".out r.m_clock)\n";
+    s += " (def-net d d1.in)\n (def-net d1.nout d2.in)\n (def-net d2.nout r.in)\n"
+         " (def-net r.out q))\n";
+    dir.write("r/top.nld", s);
+    const Outcome r = run_top(dir);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_TRUE(ends_with(r.err, counts(2, 0)));
+    const std::string written = read_file(dir.path() + "/out/top.nld");
+    EXPECT_NE(written.find("m_clock"), std::string::npos);
+    EXPECT_EQ(written.find("\tinv-"), std::string::npos);
+}
+
+// a -> (inverters) -> g0 -> g1 -> ... -> y, each NAND with both inputs on
+// the previous output; `every` > 0 puts an inverter after every `every`-th
+// gate, which the reduction must then weigh gate by gate.
+std::string gate_chain(long gates, long every) {
+    std::string s = "(def-module top\n (def-pin a type input)\n (def-pin y type output)\n";
+    s += " (def-comp nand--2" + names("g", 0, gates) + ")\n";
+    s += " (def-comp inv- v0 v1";
+    for (long i = 0; every > 0 && i + 1 < gates; i += every) s += " w" + std::to_string(i);
+    s += ")\n (def-net a v0.in)\n (def-net v0.nout v1.in)\n (def-net v1.nout g0.a g0.b)\n";
+    for (long i = 0; i + 1 < gates; ++i) {
+        const std::string out = "g" + std::to_string(i) + ".nout";
+        const std::string next = "g" + std::to_string(i + 1);
+        if (every > 0 && i % every == 0) {
+            const std::string w = "w" + std::to_string(i);
+            s += " (def-net " + out + " " + w + ".in)\n (def-net " + w + ".nout " + next + ".a " +
+                 next + ".b)\n";
+        } else {
+            s += " (def-net " + out + " " + next + ".a " + next + ".b)\n";
+        }
+    }
+    s += " (def-net g" + std::to_string(gates - 1) + ".nout y))\n";
+    return s;
+}
+
+TEST(DeepStructure, GateChainOfAMillionCells) {
+    TempDir dir;
+    const long gates = 1000000;
+    dir.write("r/top.nld", gate_chain(gates, 0));
+    const Outcome r = run_top(dir);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_TRUE(ends_with(r.err, counts(2, 0)));
+    EXPECT_TRUE(ends_with(read_file(dir.path() + "/out/top.nld"), ")\n"));
+}
+
+// The reduction's passes are not yet linear in the gates between inverters;
+// this size keeps a checked build well under a minute.
+TEST(DeepStructure, GateChainWithInvertersBetweenTheGates) {
+    TempDir dir;
+    const long gates = 5000;
+    dir.write("r/top.nld", gate_chain(gates, 2));
+    const Outcome r = run_top(dir);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_TRUE(ends_with(r.err, counts(2 + gates / 2, 0))) << r.err.substr(r.err.size() - 100);
+}
+
+// An unknown form nested millions deep is skipped whole; cut short, it is
+// reported at the end of the file.
+TEST(DeepStructure, MillionsOfNestedParentheses) {
+    const std::size_t depth = 3000000;
+    const std::string open(depth, '('), close(depth, ')');
+    {
+        TempDir dir;
+        dir.write("r/top.nld",
+                  "(def-module top\n (timing " + open + close + ")\n (def-comp inv- i))\n");
+        const Outcome r = run_top(dir);
+        EXPECT_EQ(r.status, 0);
+        EXPECT_TRUE(ends_with(r.err, counts(1, 1)));
+    }
+    {
+        TempDir dir;
+        dir.write("r/top.nld", "(def-module top\n (timing " + open + "\n");
+        const Outcome r = run_top(dir);
+        EXPECT_EQ(r.status, 1);
+        EXPECT_TRUE(ends_with(r.err, "\", line 3: too many )'s\n")) << r.err;
+    }
+    {
+        TempDir dir;
+        dir.write("r/top.nld", "(def-module top)" + close + "\n");
+        const Outcome r = run_top(dir);
+        EXPECT_EQ(r.status, 1);
+        EXPECT_TRUE(ends_with(r.err, "\", line 1: error\n")) << r.err;
+    }
+}
+
+}  // namespace
+}  // namespace vorp::test
