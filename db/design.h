@@ -35,7 +35,9 @@ constexpr unsigned field_of(W word, unsigned shift, unsigned width) {
     return (static_cast<unsigned>(word) >> shift) & ((1u << width) - 1u);
 }
 // Signed two-bit polarity stored in two bits: -1, 0 or +1.
-constexpr int signed2(unsigned bits) { return bits & 2u ? static_cast<int>(bits) - 4 : static_cast<int>(bits); }
+constexpr int signed2(unsigned bits) {
+    return bits & 2u ? static_cast<int>(bits) - 4 : static_cast<int>(bits);
+}
 
 struct Module {
     const char* name = nullptr;
@@ -44,7 +46,7 @@ struct Module {
     Instance* insts = nullptr;
     Net* nets = nullptr;
     Module* parent = nullptr;
-    Module* next = nullptr;  // next in Design::modules
+    Module* next = nullptr;    // next in Design::modules
     Instance* inst = nullptr;  // the sub-module instance this copy belongs to
     uint16_t kind_word = 0;    // bits 0-9: origin code (301, 310, 311)
 
@@ -67,7 +69,7 @@ struct Instance {
     const char* module_name = nullptr;  // cell 425 only: the referenced module's name
     const char* name = nullptr;         // instance name; for a port the pin name
     Instance* next = nullptr;
-    Node* node = nullptr;  // port: its one node; component: the last node attached
+    Node* node = nullptr;   // port: its one node; component: the last node attached
     Module* sub = nullptr;  // cell 425 only: this instance's own module copy
     Module* owner = nullptr;
 
@@ -82,7 +84,9 @@ struct Instance {
     int cell() const { return field_of(cell_word, 0, 10); }
     void set_cell(int code) { cell_word = with_field(cell_word, 0, 10, code); }
     int param() const { return field_of(cell_word, 10, 8); }
-    void set_param(unsigned long long value) { cell_word = with_field(cell_word, 10, 8, value % 256); }
+    void set_param(unsigned long long value) {
+        cell_word = with_field(cell_word, 10, 8, value % 256);
+    }
     int pin_type() const { return field_of(cell_word, 18, 10); }
     void set_pin_type(int code) { cell_word = with_field(cell_word, 18, 10, code); }
 
@@ -108,6 +112,9 @@ struct Node {
     // Bits 0-9 pin_type, 10-11 pol_a, 12-13 pol_b (signed), bit 14 pinned,
     // bits 15-24 port_note.
     uint32_t word = 0;
+    // The reduction's number for this node plus one (0: not numbered); it
+    // keeps the repeat guard's keys independent of memory layout.
+    uint32_t seq = 0;
 
     Instance* inst = nullptr;
     const char* pin = nullptr;  // a port's node shares the port's name
@@ -134,6 +141,8 @@ struct Net {
     Node* source = nullptr;
     Net* next = nullptr;
     uint16_t type_word = 0;  // bits 0-9 net_type, bit 10 irreversible
+    // Index of the net in the reduction's side tables plus one (0: none).
+    uint32_t red_id = 0;
 
     int net_type() const { return field_of(type_word, 0, 10); }
     void set_net_type(int code) { type_word = with_field(type_word, 0, 10, code); }
@@ -193,6 +202,9 @@ struct Design {
     int depth = 1;
     char sticky_name[32] = {};
     Instance* clusters = nullptr;
+    // Test switch: reduce with full recounts and full walks of the top
+    // module, the reference the indexed reduction is checked against.
+    bool literal_reduction = false;
 
     Module* top() const { return modules; }
 
@@ -210,6 +222,8 @@ struct Design {
 };
 
 // Text for "%s": the original platform printed a missing text as "(null)".
-inline const char* text_or_null(const char* text) { return text ? text : "(null)"; }
+inline const char* text_or_null(const char* text) {
+    return text ? text : "(null)";
+}
 
 }  // namespace vorp

@@ -7,11 +7,6 @@ namespace vorp {
 
 namespace {
 
-// Exclusive-or gates absorb inversions: their pins are nobody's consumers.
-bool is_consumer(const Node* n) {
-    return !n->inst || !is_xor(n->inst->cell());
-}
-
 struct Votes {
     int straight = 0;
     int inverted = 0;
@@ -31,10 +26,9 @@ bool same_text(const char* a, const char* b) {
     return a && b && std::strcmp(a, b) == 0;
 }
 
-// How a net's driver can serve inverted consumers.
-enum class DriverRule { EITHER_POLARITY, ONE_POLARITY, NEVER };
+}  // namespace
 
-DriverRule rule_of(const Design& d, const Net* net) {
+DriverRule driver_rule(const Design& d, const Net* net) {
     const Node* source = net->source;
     if (!source || !source->inst) return DriverRule::ONE_POLARITY;
     const int cell = source->inst->cell();
@@ -72,7 +66,29 @@ DriverRule rule_of(const Design& d, const Net* net) {
     }
 }
 
-}  // namespace
+int rule_inverters(DriverRule rule, int straight, int inverted) {
+    switch (rule) {
+        case DriverRule::EITHER_POLARITY:
+            return straight > 0 && inverted > 0 ? 1 : 0;
+        case DriverRule::ONE_POLARITY:
+            return inverted > 0 ? 1 : 0;
+        case DriverRule::NEVER:
+            return 0;
+    }
+    return 0;
+}
+
+int rule_inverted_load(DriverRule rule, int straight, int inverted) {
+    switch (rule) {
+        case DriverRule::EITHER_POLARITY:
+            return std::min(straight, inverted);
+        case DriverRule::ONE_POLARITY:
+            return inverted;
+        case DriverRule::NEVER:
+            return 0;
+    }
+    return 0;
+}
 
 int needs_inverted(const Net* net) {
     for (const Node* n = net->nodes; n; n = n->next)
@@ -95,7 +111,7 @@ int min_polarity(const Net* net) {
 }
 
 int net_inverters(const Design& d, const Net* net) {
-    switch (rule_of(d, net)) {
+    switch (driver_rule(d, net)) {
         case DriverRule::EITHER_POLARITY:
             return both_polarities(net);
         case DriverRule::ONE_POLARITY:
@@ -107,7 +123,7 @@ int net_inverters(const Design& d, const Net* net) {
 }
 
 int net_inverted_load(const Design& d, const Net* net) {
-    switch (rule_of(d, net)) {
+    switch (driver_rule(d, net)) {
         case DriverRule::EITHER_POLARITY:
             return min_polarity(net);
         case DriverRule::ONE_POLARITY:

@@ -24,6 +24,20 @@ int net_inverters(const Design& d, const Net* net);
 // How many consumers see the inverted signal, by the same rules.
 int net_inverted_load(const Design& d, const Net* net);
 
+// Exclusive-or gates absorb inversions: their pins are nobody's consumers.
+inline bool is_consumer(const Node* n) {
+    return !n->inst || !is_xor(n->inst->cell());
+}
+
+// How a net's driver can serve inverted consumers; fixed while reducing,
+// since the reduction changes polarities and flags, never cells or nets.
+enum class DriverRule { EITHER_POLARITY, ONE_POLARITY, NEVER };
+DriverRule driver_rule(const Design& d, const Net* net);
+// The two measures of a net from its consumer votes: the number of
+// consumers that want the straight and the inverted signal.
+int rule_inverters(DriverRule rule, int straight, int inverted);
+int rule_inverted_load(DriverRule rule, int straight, int inverted);
+
 int needs_inverted(const Net* net);
 int both_polarities(const Net* net);
 int inverted_count(const Net* net);

@@ -34,10 +34,18 @@ void for_each_cluster_member(Instance* leader, F&& f) {
     for (Instance* m = leader; m; m = m->next_in_cluster) f(m);
 }
 
-int local_count(const Reduction& r, Instance* m, int (*measure)(const Design&, const Net*)) {
+int local_count(const Reduction& r, Instance* m, int (Reduction::*measure)(const Net*) const) {
     int sum = 0;
-    for_each_in_ring(m->node, [&](Node* n) { sum += measure(r.d, n->net); });
+    for_each_in_ring(m->node, [&](Node* n) { sum += (r.*measure)(n->net); });
     return sum;
+}
+
+Instance* root_of(Instance* m, Instance* Instance::*parent) {
+    while (m->*parent != m) {
+        m->*parent = (m->*parent)->*parent;
+        m = m->*parent;
+    }
+    return m;
 }
 
 bool all_gates_flippable(Instance* leader, Instance* Instance::*next) {
@@ -58,16 +66,35 @@ void toggle_gate_duals(Instance* leader, Instance* Instance::*next) {
 
 }  // namespace
 
+void Reduction::index() {
+    tally.start(d, top);
+    group_nets.build(top);
+}
+
 void Reduction::set_pols(Node* n, int a, int b) {
     termination.polarity_changed(n, n->pol_a(), n->pol_b(), a, b);
+    if (tally.started()) tally.pol_a_changed(n, n->pol_a(), a);
     n->set_pols(a, b);
 }
 
 Reduction::Measure Reduction::measure(Mode mode) {
     Measure m;
+    if (tally.started()) {
+        m.count = tally.count();
+        if (mode == Mode::TIE_BREAK) m.load = tally.load();
+        return m;
+    }
     m.count = count_inverters(d, top);
     if (mode == Mode::TIE_BREAK) m.load = total_inverted_load(d, top);
     return m;
+}
+
+int Reduction::net_count(const Net* net) const {
+    return tally.started() ? tally.net_inverters(d, net) : net_inverters(d, net);
+}
+
+int Reduction::net_load(const Net* net) const {
+    return tally.started() ? tally.net_inverted_load(d, net) : net_inverted_load(d, net);
 }
 
 bool Reduction::accepts(Mode mode, const Measure& before, const Measure& after) {
@@ -129,13 +156,13 @@ bool flip_instances(Reduction& r, Instance* g, Mode mode) {
 
 bool try_flip_instance(Reduction& r, Instance* m, Mode mode) {
     if (!is_flippable(m)) return false;
-    const int before = local_count(r, m, net_inverters);
-    const int load_before = mode == Mode::TIE_BREAK ? local_count(r, m, net_inverted_load) : 0;
+    const int before = local_count(r, m, &Reduction::net_count);
+    const int load_before = mode == Mode::TIE_BREAK ? local_count(r, m, &Reduction::net_load) : 0;
     flip_instance(r, m);
-    const int after = local_count(r, m, net_inverters);
+    const int after = local_count(r, m, &Reduction::net_count);
     if (before - after > 0) return true;
     if (mode == Mode::TIE_BREAK && before == after &&
-        load_before - local_count(r, m, net_inverted_load) >= 1)
+        load_before - local_count(r, m, &Reduction::net_load) >= 1)
         return true;
     flip_instance(r, m);
     return false;
@@ -195,12 +222,12 @@ bool try_complement_output(Reduction& r, Instance* m, Mode mode) {
     if (!out) return false;
     Net* net = out->net;
     if (net->irreversible()) return false;
-    const int c0 = net_inverters(r.d, net);
-    const int l0 = mode == Mode::TIE_BREAK ? net_inverted_load(r.d, net) : 0;
+    const int c0 = r.net_count(net);
+    const int l0 = mode == Mode::TIE_BREAK ? r.net_load(net) : 0;
     negate_net(r, net);
-    const int c1 = net_inverters(r.d, net);
+    const int c1 = r.net_count(net);
     if (c1 < c0) return true;
-    if (mode == Mode::TIE_BREAK && c1 == c0 && net_inverted_load(r.d, net) < l0) return true;
+    if (mode == Mode::TIE_BREAK && c1 == c0 && r.net_load(net) < l0) return true;
     negate_net(r, net);
     return false;
 }
@@ -259,12 +286,65 @@ void settle_instance_nets(Reduction& r, Instance* m) {
 }
 
 void settle_group_nets(Reduction& r, Instance* g) {
+    if (r.group_nets.built()) {
+        for (Net* net : r.group_nets.of(g)) settle_net(r, net);
+        return;
+    }
     for (Net* net = r.top.nets; net; net = net->next)
         if (is_signal_net(net) && net->source && net->source->inst && net->source->inst->group == g)
             settle_net(r, net);
 }
 
+namespace {
+
+// The clusters of group g as `build_clusters` makes them, with the group's
+// own nets and a union-find over `cluster` (`next_cluster` holds each root's
+// chain tail meanwhile): the same leaders, list and chains, without walking
+// every net of the module or the chains on each merge.
+void build_clusters_indexed(Reduction& r, Instance* g, ClusterSet set) {
+    std::vector<Instance*>& members = r.scratch;
+    members.clear();
+    for_each_member(g, [&](Instance* m) {
+        members.push_back(m);
+        m->cluster = m;
+        m->next_cluster = m;
+        m->next_in_cluster = nullptr;
+    });
+    for (Net* net : r.group_nets.of(g)) {
+        if (net->net_type() != NET_SIGNAL) continue;
+        Instance* driver = net->source->inst;
+        if (!in_cluster_set(driver->cell(), set)) continue;
+        Instance* cur = root_of(driver, &Instance::cluster);
+        for (Node* n = net->nodes; n; n = n->next) {
+            if (n->pol_a() != 1 || !n->inst || !in_cluster_set(n->inst->cell(), set)) continue;
+            if (!n->inst->cluster) continue;
+            Instance* other = root_of(n->inst, &Instance::cluster);
+            if (other == cur) continue;
+            Instance* keep = cur;
+            Instance* gone = other;
+            if (gone->cell() == CELL_PORT && keep->cell() != CELL_PORT) std::swap(keep, gone);
+            keep->next_cluster->next_in_cluster = gone;
+            keep->next_cluster = gone->next_cluster;
+            gone->cluster = keep;
+            cur = keep;
+        }
+    }
+    r.d.clusters = nullptr;
+    for (Instance* m : members) {
+        if (m->cluster != m) continue;
+        m->next_cluster = r.d.clusters;
+        r.d.clusters = m;
+    }
+    for (Instance* m : members) m->cluster = root_of(m, &Instance::cluster);
+}
+
+}  // namespace
+
 void build_clusters(Reduction& r, Instance* g, ClusterSet set) {
+    if (r.group_nets.built()) {
+        build_clusters_indexed(r, g, set);
+        return;
+    }
     r.d.clusters = nullptr;
     for_each_member(g, [&](Instance* m) {
         m->next_cluster = r.d.clusters;

@@ -5,31 +5,46 @@
 // applying it again.
 #pragma once
 
+#include <vector>
+
 #include "db/design.h"
+#include "reduce/group_nets.h"
+#include "reduce/tally.h"
 #include "reduce/termination.h"
 
 namespace vorp {
 
 enum class ClusterSet { ALL, NO_XOR };
 
-// The run's state while reducing: the top module, the measure and the
+// The run's state while reducing: the top module, the measures and the
 // termination guard. Every polarity change goes through `set_pols`.
+//
+// Until `index` is called every measure is a full recount and every group
+// walk goes over all nets of the top module, as the moves are defined; after
+// it, the measures are kept up to date per polarity change and group walks
+// go over the group's own nets. Both give the same values at every decision.
 struct Reduction {
     Design& d;
     Module& top;
     Termination termination;
+    Tally tally = {};
+    GroupNets group_nets = {};
+    std::vector<Instance*> scratch = {};
 
+    // Call after `build_groups`.
+    void index();
     void set_pols(Node* n, int a, int b);
 
-    // Whole-design measure (the load only in tie-break mode). A full recount
-    // of the top module's signal nets; any faster measure must return the
-    // same values at every decision.
+    // Whole-design measure (the load only in tie-break mode).
     struct Measure {
         int count = 0;
         int load = 0;
     };
     Measure measure(Mode mode);
     static bool accepts(Mode mode, const Measure& before, const Measure& after);
+    // One net's `net_inverters` and `net_inverted_load`.
+    int net_count(const Net* net) const;
+    int net_load(const Net* net) const;
 };
 
 void negate_node(Reduction& r, Node* n);

@@ -16,6 +16,35 @@ void make_group(Module& top, Instance* inst) {
     inst->next_in_group = nullptr;
 }
 
+void make_groups(Module& top) {
+    top.groups = nullptr;
+    for (Instance* p = top.ports; p; p = p->next)
+        if (p->cell() == CELL_PORT && p->kept()) make_group(top, p);
+    for (Module* m = top.next; m; m = m->next)
+        if (m->kind() == MOD_NLD)
+            for (Instance* p = m->ports; p; p = p->next)
+                if (p->pin_type() == KW_GLOBAL) make_group(top, p);
+    for (Instance* i = top.insts; i; i = i->next)
+        if (i->cell() != CELL_INV) make_group(top, i);
+}
+
+Instance* root_of(Instance* m) {
+    while (m->cluster != m) {
+        m->cluster = m->cluster->cluster;
+        m = m->cluster;
+    }
+    return m;
+}
+
+// `merge_groups` on two leaders: the same survivor and chain order.
+Instance* join_roots(Instance* keep, Instance* gone) {
+    if (gone->cell() == CELL_PORT && keep->cell() != CELL_PORT) std::swap(keep, gone);
+    keep->next_cluster->next_in_group = gone;
+    keep->next_cluster = gone->next_cluster;
+    gone->cluster = keep;
+    return keep;
+}
+
 void toggle_group_duals(Instance* g) {
     for (Instance* m = g; m; m = m->next_in_group)
         if (is_gate(m->cell())) m->toggle_dual();
@@ -69,15 +98,36 @@ Instance* merge_groups(Module& top, Instance* a, Instance* b) {
 }
 
 void build_groups(Module& top) {
-    top.groups = nullptr;
-    for (Instance* p = top.ports; p; p = p->next)
-        if (p->cell() == CELL_PORT && p->kept()) make_group(top, p);
-    for (Module* m = top.next; m; m = m->next)
-        if (m->kind() == MOD_NLD)
-            for (Instance* p = m->ports; p; p = p->next)
-                if (p->pin_type() == KW_GLOBAL) make_group(top, p);
-    for (Instance* i = top.insts; i; i = i->next)
-        if (i->cell() != CELL_INV) make_group(top, i);
+    make_groups(top);
+    // Union-find over `cluster` (free until the first cluster step), each
+    // root's chain tail in `next_cluster`; merged leaders leave the list at
+    // the end, which keeps the order of the ones that stay.
+    for (Instance* g = top.groups; g; g = g->next_group) g->cluster = g->next_cluster = g;
+    for (Net* net = top.nets; net; net = net->next) {
+        if (!is_signal_net(net) || !net->source || !net->source->inst) continue;
+        Instance* driver = net->source->inst;
+        if (!driver->group) continue;
+        Instance* cur = root_of(driver);
+        for (Node* n = net->nodes; n; n = n->next) {
+            if (n->pinned() || !n->inst || !n->inst->group) continue;
+            Instance* other = root_of(n->inst);
+            if (other != cur) cur = join_roots(cur, other);
+        }
+    }
+    Instance** link = &top.groups;
+    for (Instance* g = top.groups; g; g = g->next_group) {
+        if (g->cluster != g) continue;
+        *link = g;
+        link = &g->next_group;
+        for (Instance* m = g; m; m = m->next_in_group) m->group = g;
+    }
+    *link = nullptr;
+    for (Instance* g = top.groups; g; g = g->next_group)
+        for (Instance* m = g; m; m = m->next_in_group) m->cluster = m->next_cluster = nullptr;
+}
+
+void build_groups_literal(Module& top) {
+    make_groups(top);
     for (Net* net = top.nets; net; net = net->next) {
         if (!is_signal_net(net) || !net->source || !net->source->inst) continue;
         Instance* driver = net->source->inst;
@@ -121,12 +171,16 @@ int red_inv(Design& d) {
 
 int red_inv(Design& d, RepeatGuard guard) {
     Module& top = *d.top();
-    build_groups(top);
+    if (d.literal_reduction)
+        build_groups_literal(top);
+    else
+        build_groups(top);
     for (Instance* i = top.insts; i; i = i->next) {
         i->set_dual(false);
         i->set_complement(false);
     }
     Reduction r{d, top, Termination(guard == RepeatGuard::ON)};
+    if (!d.literal_reduction) r.index();
     r.termination.start(top);
     if (d.has_xor || d.opt_a)
         for (Instance* g = top.groups; g; g = g->next_group) settle_group_nets(r, g);

@@ -3,8 +3,11 @@
 //
 // Changes only node polarities, the `dual` and `complement` flags and the
 // group and cluster work fields; never creates, removes or relinks records.
-// Every whole-design trial recounts the top module's nets, so a group costs
-// (trials x nodes); groups are visited once each, in list order.
+// Groups are visited once each, in list order. With `Design::literal_reduction`
+// every whole-design trial recounts the top module's nets and every group
+// walk goes over all of them, as the moves are defined; otherwise measures
+// are kept per polarity change and walks cover the group's own nets, which
+// takes the same decisions in the same order.
 #pragma once
 
 #include "db/design.h"
@@ -22,8 +25,11 @@ int red_inv(Design& d, RepeatGuard guard);
 
 // Groups from the head: top instances in reverse list order, then global
 // ports of flattened sub-modules, then kept top ports, before merging along
-// signal nets. Linear in the nodes plus the walks of merges.
+// signal nets. Near-linear in the nodes (union-find over the leaders).
 void build_groups(Module& top);
+// The same groups by `merge_groups`, as they are defined: each merge walks
+// the leader list and the surviving chain.
+void build_groups_literal(Module& top);
 // A port-led group survives a merge; otherwise the first argument's group.
 Instance* merge_groups(Module& top, Instance* a, Instance* b);
 bool group_step(Reduction& r, Instance* g, Mode mode);

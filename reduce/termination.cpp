@@ -26,15 +26,19 @@ PolarityHash Termination::zobrist(uint64_t sequence, int a, int b) {
 }
 
 uint64_t Termination::sequence_of(const Node* n) {
+    if (n->seq) return n->seq - 1;
     // Nodes off the numbered nets (none in a consistent design) are numbered
     // when first met, which is deterministic too.
-    const auto [it, added] = sequence_.try_emplace(n, sequence_.size());
+    const auto [it, added] = sequence_.try_emplace(n, numbered_ + sequence_.size());
     (void)added;
     return it->second;
 }
 
 void Termination::start(const Module& top) {
     sequence_.clear();
+    numbered_ = 0;
+    for (const Net* net = top.nets; net; net = net->next)
+        for (Node* n = net->nodes; n; n = n->next) n->seq = static_cast<uint32_t>(++numbered_);
     hash_ = recompute(top);
 }
 

@@ -70,6 +70,7 @@ class Termination {
     bool enabled_;
     bool stopped_ = false;
     PolarityHash hash_;
+    uint64_t numbered_ = 0;  // nodes numbered by `start` (their `seq`)
     std::unordered_map<const Node*, uint64_t> sequence_;
     std::unordered_set<Key, KeyHash> seen_;
 };

@@ -1,0 +1,68 @@
+// The inverter count and the inverted load of the top module, kept up to
+// date as polarities change, so that a trial move costs time in proportion
+// to the nodes it touches instead of a walk of the whole module.
+//
+// Each net of the top module gets a slot holding its consumer votes (how
+// many consumers want the straight and how many the inverted signal) and its
+// driver rule, which the reduction never changes. The totals equal, at every
+// moment, what `count_inverters` and `total_inverted_load` would recount.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "db/design.h"
+#include "reduce/counting.h"
+
+namespace vorp {
+
+class Tally {
+   public:
+    // Number the top module's nets (`red_id`) and count every vote. Linear.
+    void start(const Design& d, Module& top);
+    bool started() const { return started_; }
+
+    // Called before a node's `pol_a` changes from old_a to new_a.
+    void pol_a_changed(const Node* n, int old_a, int new_a) {
+        if (old_a == new_a || !n->net || !n->net->red_id || !is_consumer(n)) return;
+        Slot& s = slots_[n->net->red_id - 1];
+        if (s.signal) withdraw(s);
+        vote(s, old_a, -1);
+        vote(s, new_a, +1);
+        if (s.signal) add(s);
+    }
+
+    int count() const { return count_; }
+    int load() const { return load_; }
+    // The same values as `net_inverters` and `net_inverted_load`, from the
+    // votes; nets off the top module are counted by walking them.
+    int net_inverters(const Design& d, const Net* net) const;
+    int net_inverted_load(const Design& d, const Net* net) const;
+
+   private:
+    struct Slot {
+        int straight = 0;
+        int inverted = 0;
+        DriverRule rule = DriverRule::ONE_POLARITY;
+        bool signal = false;  // counted in the totals
+    };
+    static void vote(Slot& s, int pol_a, int weight) {
+        if (pol_a == 1) s.straight += weight;
+        if (pol_a == -1) s.inverted += weight;
+    }
+    void withdraw(const Slot& s) {
+        count_ -= rule_inverters(s.rule, s.straight, s.inverted);
+        load_ -= rule_inverted_load(s.rule, s.straight, s.inverted);
+    }
+    void add(const Slot& s) {
+        count_ += rule_inverters(s.rule, s.straight, s.inverted);
+        load_ += rule_inverted_load(s.rule, s.straight, s.inverted);
+    }
+
+    std::vector<Slot> slots_;
+    int count_ = 0;
+    int load_ = 0;
+    bool started_ = false;
+};
+
+}  // namespace vorp
