@@ -9,7 +9,7 @@
 // become constant wires (1 and 0) instead of ports, so that they are treated
 // as the supplies they are, and every pin of a black box (PCD) instance is
 // connected through a wire "vorp_bb_<instance>_<pin>" that the check matches
-// by name.
+// by name, and each black-box output is a register state "vorp_bb_q_<port>".
 //
 // Gates with freely named inputs (and-, nand-, or-, nor-, aoi-, oai-) take
 // their input pins in byte-wise order of the pin names as the library's
@@ -123,12 +123,31 @@ void name_black_box_pins(std::ostream& out, const Instance& inst,
     }
 }
 
+// For a check, a black box's outputs are register states named
+// "vorp_bb_q_<port>" (the proof matches them by name, so they are the same
+// unknowns in both designs), loaded from all its inputs.
+void write_black_box_model(std::ostream& out, const std::vector<const Instance*>& ports) {
+    std::string inputs, clock = "1'b0";
+    for (const Instance* p : ports)
+        if (direction(p->pin_type()) == "input") {
+            inputs += (inputs.empty() ? "" : ", ") + ident(p->name);
+            if (clock == "1'b0") clock = ident(p->name);
+        }
+    for (const Instance* p : ports) {
+        if (direction(p->pin_type()) == "input") continue;
+        const std::string q = ident(std::string("vorp_bb_q_") + p->name);
+        out << "  reg " << q << ";\n  always @(posedge " << clock << ") " << q
+            << " <= " << (inputs.empty() ? q : "^{" + inputs + "}") << ";\n  assign "
+            << ident(p->name) << " = " << q << ";\n";
+    }
+}
+
 void write_module(std::ostream& out, const Module& m, Library& lib) {
     std::vector<const Instance*> ports, supplies;
     for (const Instance* p = m.ports; p; p = p->next)
         (is_supply(p, lib) ? supplies : ports).push_back(p);
     std::reverse(ports.begin(), ports.end());  // file order
-    if (m.kind() == MOD_PCD) out << "(* blackbox *)\n";
+    if (m.kind() == MOD_PCD && !lib.supplies) out << "(* blackbox *)\n";
     out << "module " << ident(m.name) << " (";
     for (std::size_t i = 0; i < ports.size(); ++i) out << (i ? ", " : "") << ident(ports[i]->name);
     out << ");\n";
@@ -138,6 +157,7 @@ void write_module(std::ostream& out, const Module& m, Library& lib) {
         out << "  wire " << ident(p->name) << " = 1'b" << (std::strcmp(p->name, "VDD") == 0 ? 1 : 0)
             << ";\n";
     if (m.kind() == MOD_PCD) {
+        if (lib.supplies) write_black_box_model(out, ports);
         out << "endmodule\n\n";
         return;
     }

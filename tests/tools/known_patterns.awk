@@ -1,0 +1,97 @@
+# Names the KNOWN.md entries whose trigger pattern appears in a design's NLD
+# files (one file per module; the top module's file comes first). Prints one
+# entry number per line. Run with -v flat=1 for a run with -f.
+#
+#   awk -v flat=0|1 -f known_patterns.awk top.nld other.nld ...
+#
+# Patterns looked for:
+#   1  an eor-/enor- gate with exactly one input connected
+#   2  a bidirect port (stickies on irreversible nets)
+#   3  a scan register's scan_out on a net with an inverter input or a port
+#   4  a global port of a sub-module connected from its parent
+#   6  with -f: a register in a module other than the top
+#   7  a register output on a net with a clock pin
+#   9  a register or sub-module instance named like a renumbered cell (inv-1)
+# and, not a KNOWN.md entry but a limit of the proof:
+#   float  a tristate bus that may float (not exactly two buffers whose
+#          enables an inverter makes complementary): the proof lets a floating
+#          bus take any value, so an inversion moved across it cannot be proved
+BEGIN { RS = "[(]def-"; module = 0 }
+FNR == 1 { module++ }
+{
+    gsub(/;[^\n]*/, "")
+    gsub(/[()]/, " ")
+    n = split($0, w, /[ \t\r\n]+/)
+    k = 0
+    for (i = 1; i <= n; i++) if (w[i] != "") t[++k] = w[i]
+    if (k == 0) next
+    if (t[1] == "pin") {
+        for (i = 3; i < k; i++) {
+            if (t[i] == "type" && t[i + 1] == "bidirect") found[2] = 1
+            if (t[i] == "type" && t[i + 1] == "global" && module > 1) global_port[t[2]] = 1
+        }
+    } else if (t[1] == "comp") {
+        for (i = 3; i <= k; i++) {
+            cell[module, t[i]] = t[2]
+            if (t[2] !~ /^(inv|ninv|and|nand|or|nor|eor|enor|aoi|oai|high|low|ts_buf|bgate)-/ &&
+                t[i] ~ /^(inv|ninv|and|nand|or|nor|eor|enor|aoi|oai|high|low|ts_buf|bgate)-[0-9]+$/)
+                found[9] = 1
+            if (t[2] ~ /^(s?reg|srg[rs]|reg[rs])-/) {
+                register[module, t[i]] = 1
+                if (module > 1 && flat) found[6] = 1
+            }
+        }
+    } else if (t[1] == "net") {
+        scan = 0; inverted = 0; port = 0; clock = 0; reg_out = 0
+        nets++
+        for (i = 2; i <= k; i++) {
+            dot = index(t[i], ".")
+            if (!dot) { port = 1; continue }
+            inst = substr(t[i], 1, dot - 1); pin = substr(t[i], dot + 1)
+            c = cell[module, inst]
+            if (c ~ /^e(n)?or-/ && pin ~ /^in[12]$/) xor_inputs[module, inst]++
+            if (pin == "scan_out") scan = 1
+            if (c == "inv-" && pin == "in") inverted = 1
+            if (pin ~ /^(m_clock|s_clock|b_clock|scan_clock|p_reset)$/) clock = 1
+            if (register[module, inst] && pin ~ /^(out|nout|scan_out)$/) reg_out = 1
+            used_pin[pin] = 1
+            at[module, inst, pin] = nets
+            if (c == "ts_buf-" && pin == "out") { bus_drivers[nets]++; bus_module[nets] = module }
+        }
+        if (scan && (inverted || port)) found[3] = 1
+        if (clock && reg_out) found[7] = 1
+    }
+}
+END {
+    for (key in cell) {
+        if (cell[key] ~ /^e(n)?or-/ && xor_inputs[key] == 1) found[1] = 1
+    }
+    for (p in global_port) if (p in used_pin) found[4] = 1
+    # A bus never floats when its two buffers' enables are an inverter's
+    # input and output.
+    for (key in cell) {
+        if (cell[key] != "ts_buf-") continue
+        split(key, part, SUBSEP)
+        bus = at[part[1], part[2], "out"]
+        if (bus_drivers[bus] != 2) { found["float"] = 1; continue }
+        enable = at[part[1], part[2], "nenb"]
+        complemented = 0
+        for (other in cell) {
+            if (cell[other] != "inv-") continue
+            split(other, q, SUBSEP)
+            if (q[1] != part[1]) continue
+            if (at[q[1], q[2], "in"] == enable || at[q[1], q[2], "nout"] == enable) {
+                partner = at[q[1], q[2], "in"] == enable ? at[q[1], q[2], "nout"] : at[q[1], q[2], "in"]
+                for (b in cell)
+                    if (cell[b] == "ts_buf-" && b != key) {
+                        split(b, r, SUBSEP)
+                        if (r[1] == part[1] && at[r[1], r[2], "out"] == bus && at[r[1], r[2], "nenb"] == partner)
+                            complemented = 1
+                    }
+            }
+        }
+        if (!complemented) found["float"] = 1
+    }
+    for (e = 1; e <= 15; e++) if (e in found) print e
+    if ("float" in found) print "float"
+}
