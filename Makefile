@@ -3,7 +3,7 @@ JOBS ?= 2
 BUILD ?= build
 ASAN_BUILD ?= build-asan
 
-.PHONY: all build test test-asan demo bench format clean
+.PHONY: all build test test-asan demo bench bench-epfl format clean
 
 all: build
 
@@ -27,6 +27,10 @@ demo: build
 
 bench: build
 	./bench/run.sh $(BUILD)
+
+# Map, convert, reduce and prove the EPFL benchmark circuits (needs yosys).
+bench-epfl: build
+	./tools/bench-epfl $(BUILD) ../shared/benchmarks/epfl
 
 format:
 	clang-format -i $$(git ls-files '*.cpp' '*.h')
