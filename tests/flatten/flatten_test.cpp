@@ -441,6 +441,41 @@ TEST(Flat, PruningKeepsAllPinlessInstancesOnlyWhenNoneIsConnected) {
     EXPECT_TRUE(named(top.ports, "a")->kept());
 }
 
+// A boundary pin with an irreversible net on both sides: the outer pin s.x
+// (beside the top's bidirectional b) and the copy's port x (beside its own
+// bidirectional c) each get a sticky, and both sticky nets have no kind.
+// Linking walks only wired and signal nets, so nothing reaches the pair: s.x
+// and x stay apart, each on its sticky net, and flattening succeeds.
+// Folding i2 then i1 inverts y's net twice; c, a port of the copy without
+// partner, is pinned.
+TEST(Flat, BoundaryFencedOnBothSidesIsNotJoined) {
+    TestDesign t;
+    ASSERT_EQ(
+        load_and_flat(t, {{"top.nld",
+                           "(def-module top (def-pin a type input) (def-pin b type bidirect)\n"
+                           " (def-pin y type output) (def-comp sub s) (def-comp inv- i1 i2)\n"
+                           " (def-net a s.x b) (def-net s.z i1.in) (def-net i1.nout i2.in)\n"
+                           " (def-net i2.nout y))\n"},
+                          {"sub.nld",
+                           "(def-module sub (def-pin x type input) (def-pin z type output)\n"
+                           " (def-pin c type bidirect) (def-comp nand--2 g)\n"
+                           " (def-net x g.a g.b c) (def-net g.nout z))\n"}}),
+        1)
+        << t.err.str();
+    Module& top = *t.d.top();
+    EXPECT_EQ(dump_nets(top),
+              "NET:0:(0:0): []: s.x(1/1) sticky-0.o(0/0) \n"
+              "NET:1:(291:0): [nout]: y(1/1) g.nout(0/0) \n"
+              "NET:2:(291:1): [a]: sticky-0.i(1/1) b(0/1) a(0/0) \n"
+              "NET:3:(0:0): []: x(0/0) sticky-1.i(1/1) \n"
+              "NET:4:(291:1): [o]: sticky-1.o(0/0) c(0/0) g.b(1/1) g.a(1/1) \n");
+    EXPECT_EQ(names(top.insts), "sticky-0 i2 i1 s sticky-1 g");
+    EXPECT_EQ(node_of(top, "s", "x")->peer, nullptr);
+    EXPECT_EQ(node_of(top, "x")->peer, nullptr);
+    EXPECT_TRUE(named(top.next->ports, "x")->kept());
+    EXPECT_FALSE(named(top.next->ports, "c")->kept());
+}
+
 TEST(Flat, TopWithoutNetsFails) {
     TestDesign t;
     EXPECT_EQ(load_and_flat(
