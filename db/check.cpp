@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <sstream>
 #include <unordered_set>
+#include <vector>
 
 namespace vorp {
 
@@ -15,6 +16,7 @@ constexpr long kMaxWalk = 1L << 40;
 struct Checker {
     const Design& d;
     std::unordered_set<const Node*> listed;
+    std::vector<const Net*> unlisted_sources;
     std::ostringstream fault;
 
     bool fail(const char* what, const void* where) {
@@ -36,7 +38,17 @@ struct Checker {
                 return fail("port node is not its port's node", n);
         }
         (void)m;
-        return has_source || fail("net source is not one of its nodes", &net);
+        if (!has_source) unlisted_sources.push_back(&net);
+        return true;
+    }
+
+    // Dissolving a sticky drops its pins without choosing a new source, so a
+    // net may still name a dropped node; a source listed on another net is
+    // a fault.
+    bool check_unlisted_sources() {
+        for (const Net* net : unlisted_sources)
+            if (listed.count(net->source)) return fail("net source is not one of its nodes", net);
+        return true;
     }
 
     bool check_ring(const Node* start) {
@@ -61,6 +73,7 @@ struct Checker {
                 if (!check_net(*m, *net)) return false;
             }
         }
+        if (!check_unlisted_sources()) return false;
         for (const Node* n : listed)
             if (n->same_inst && !check_ring(n)) return false;
         return true;
@@ -70,7 +83,7 @@ struct Checker {
 }  // namespace
 
 std::string check_design(const Design& d) {
-    Checker c{d, {}, {}};
+    Checker c{d, {}, {}, {}};
     return c.run() ? std::string() : c.fault.str();
 }
 

@@ -17,7 +17,8 @@ namespace vorp {
 //    node's instance;
 //  - every listed node of a port belongs to a port whose `node` is a node
 //    of that same port (a port named twice keeps its last connection);
-//  - every net's `source`, when set, is one of its nodes.
+//  - every net's `source`, when set, is one of its nodes, or a node on no
+//    listed net (a dissolved sticky's pin stays named as a source).
 // Linear in the size of the design (one hash set of the listed nodes).
 std::string check_design(const Design& d);
 
