@@ -57,11 +57,14 @@ check_run() {
     known=$(awk -v flat=$flat -f "$PATTERNS" "${files[@]}" | tr '\n' ' ')
     known=${known% }
   fi
-  local entries=${known/float/}; entries=$(echo $entries)
+  local entries=${known/float/}; entries=${entries/open_port/}; entries=$(echo $entries)
   if [ -n "$entries" ]; then
     echo "$label: not equivalent, KNOWN.md entry ${entries// /, }"
-  elif [ -n "$known" ]; then
+  elif [[ "$known" == *float* ]]; then
     echo "$label: not provable: a tristate bus that may float takes any value in the proof"
+  elif [[ "$known" == *open_port* ]]; then
+    echo "$label: FAIL: not readable: with -f, a sub-module port left unconnected by its" \
+         "parent is written on a top net under its own name (no KNOWN.md entry)"
   else
     echo "$label: FAIL: not equivalent: $(tail -2 check.log | tr '\n' ' ')"
   fi

@@ -16,6 +16,9 @@
 #   float  a tristate bus that may float (not exactly two buffers whose
 #          enables an inverter makes complementary): the proof lets a floating
 #          bus take any value, so an inversion moved across it cannot be proved
+#   open_port  with -f: a sub-module port that its parent leaves unconnected
+#          (its node stays on a top net and is written by its port name,
+#          which the top does not declare; not a KNOWN.md entry)
 BEGIN { RS = "[(]def-"; module = 0 }
 FNR == 1 { module++ }
 {
@@ -25,7 +28,11 @@ FNR == 1 { module++ }
     k = 0
     for (i = 1; i <= n; i++) if (w[i] != "") t[++k] = w[i]
     if (k == 0) next
-    if (t[1] == "pin") {
+    if (t[1] == "module") {
+        module_name[module] = t[2]
+    } else if (t[1] == "pin") {
+        port_count[module]++
+        port_name[module, port_count[module]] = t[2]
         for (i = 3; i < k; i++) {
             if (t[i] == "type" && t[i + 1] == "bidirect") found[2] = 1
             if (t[i] == "type" && t[i + 1] == "global" && module > 1) global_port[t[2]] = 1
@@ -55,6 +62,7 @@ FNR == 1 { module++ }
             if (pin ~ /^(m_clock|s_clock|b_clock|scan_clock|p_reset)$/) clock = 1
             if (register[module, inst] && pin ~ /^(out|nout|scan_out)$/) reg_out = 1
             used_pin[pin] = 1
+            connected[module, inst, pin] = 1
             at[module, inst, pin] = nets
             if (c == "ts_buf-" && pin == "out") { bus_drivers[nets]++; bus_module[nets] = module }
         }
@@ -94,4 +102,15 @@ END {
     }
     for (e = 1; e <= 15; e++) if (e in found) print e
     if ("float" in found) print "float"
+    if (flat) {
+        for (m = 1; m <= module; m++) by_name[module_name[m]] = m
+        for (key in cell) {
+            split(key, part, SUBSEP)
+            if (!(cell[key] in by_name)) continue
+            child = by_name[cell[key]]
+            for (i = 1; i <= port_count[child]; i++)
+                if (!((part[1], part[2], port_name[child, i]) in connected)) open_port = 1
+        }
+        if (open_port) print "open_port"
+    }
 }
