@@ -130,6 +130,17 @@ Token Lexer::next() {
     return Token{Kind::Punct, std::string(1, static_cast<char>(c)), false, line_};
 }
 
+// A decimal number of at most nine digits ('_' ignored), else an error.
+long long bounded_number(const Lexer& lex, int line, const std::string& text, std::size_t digits) {
+    std::string clean;
+    for (char c : text)
+        if (c != '_') clean += c;
+    if (clean.empty() || clean.size() > digits ||
+        clean.find_first_not_of("0123456789") != std::string::npos)
+        lex.fail(line, "number out of range: " + text);
+    return std::stoll(clean);
+}
+
 // Bits of a constant, msb first, as characters '0', '1', 'x', 'z'.
 std::string constant_bits(const Lexer& lex, const Token& t, bool& unsized) {
     const std::size_t quote = t.text.find('\'');
@@ -139,13 +150,13 @@ std::string constant_bits(const Lexer& lex, const Token& t, bool& unsized) {
     unsized = quote == std::string::npos;
     if (unsized || quote == 0) {
         if (quote == 0) lex.fail(t.line, "unsized constant " + t.text + " is not supported");
-        unsigned long long v = std::stoull(digits);
+        unsigned long long v = bounded_number(lex, t.line, digits, 18);
         std::string bits;
         do bits.insert(bits.begin(), static_cast<char>('0' + (v & 1))), v >>= 1;
         while (v);
         return bits;
     }
-    const int width = std::stoi(t.text.substr(0, quote));
+    const long long width = bounded_number(lex, t.line, t.text.substr(0, quote), 9);
     if (width < 1 || width > 4096) lex.fail(t.line, "constant width out of range: " + t.text);
     if (digits.empty() || digits[0] == 's') lex.fail(t.line, "malformed constant " + t.text);
     const char base = digits[0];
@@ -154,9 +165,7 @@ std::string constant_bits(const Lexer& lex, const Token& t, bool& unsized) {
     std::string bits;
     const int per_digit = base == 'b' ? 1 : base == 'o' ? 3 : base == 'h' ? 4 : 0;
     if (base == 'd') {
-        if (digits.find_first_not_of("0123456789") != std::string::npos || digits.size() > 18)
-            lex.fail(t.line, "malformed constant " + t.text);
-        unsigned long long v = std::stoull(digits);
+        unsigned long long v = bounded_number(lex, t.line, digits, 18);
         do bits.insert(bits.begin(), static_cast<char>('0' + (v & 1))), v >>= 1;
         while (v);
     } else if (per_digit) {
@@ -182,7 +191,7 @@ std::string constant_bits(const Lexer& lex, const Token& t, bool& unsized) {
     const int have = static_cast<int>(bits.size());
     if (have > width) return bits.substr(have - width);
     const char fill = bits[0] == 'x' || bits[0] == 'z' ? bits[0] : '0';
-    return std::string(width - have, fill) + bits;
+    return std::string(static_cast<std::size_t>(width - have), fill) + bits;
 }
 
 class Parser {
@@ -219,14 +228,7 @@ class Parser {
 };
 
 std::string Parser::describe() const {
-    switch (tok_.kind) {
-        case Kind::End:
-            return "end of file";
-        case Kind::Number:
-            return "'" + tok_.text + "'";
-        default:
-            return "'" + tok_.text + "'";
-    }
+    return tok_.kind == Kind::End ? "end of file" : "'" + tok_.text + "'";
 }
 
 void Parser::expect(const char* punct) {
@@ -244,7 +246,7 @@ std::string Parser::identifier(const char* what) {
 int Parser::integer() {
     if (tok_.kind != Kind::Number || tok_.text.find('\'') != std::string::npos)
         fail("expected a number, found " + describe());
-    const int value = std::stoi(tok_.text);
+    const int value = static_cast<int>(bounded_number(lex_, tok_.line, tok_.text, 9));
     advance();
     return value;
 }
@@ -315,6 +317,7 @@ Range Parser::range() {
     expect(":");
     r.lsb = integer();
     expect("]");
+    if (r.width() > 65536) fail("a range wider than 65536 bits");
     return r;
 }
 
