@@ -9,20 +9,11 @@ namespace vorp {
 
 namespace {
 
-bool in_cluster_set(int cell, ClusterSet set) {
-    if (set == ClusterSet::ALL) return cell >= CELL_NINV && cell <= CELL_OAI;
-    return (cell >= CELL_NINV && cell <= CELL_NOR) || cell == CELL_AOI || cell == CELL_OAI;
-}
-
-// Gates that may lead a candidate cluster of the set.
-bool leads_candidate(int cell, ClusterSet set) {
-    if (set == ClusterSet::ALL) return is_gate(cell);
-    return (cell >= CELL_AND && cell <= CELL_NOR) || cell == CELL_AOI || cell == CELL_OAI;
-}
-
 bool is_and_or(int cell) {
     return cell >= CELL_AND && cell <= CELL_NOR;
 }
+
+void settle_logged_nets(Reduction& r, Instance* g);
 
 template <class F>
 void for_each_member(Instance* g, F&& f) {
@@ -40,12 +31,21 @@ int local_count(const Reduction& r, Instance* m, int (Reduction::*measure)(const
     return sum;
 }
 
-Instance* root_of(Instance* m, Instance* Instance::*parent) {
-    while (m->*parent != m) {
-        m->*parent = (m->*parent)->*parent;
-        m = m->*parent;
-    }
-    return m;
+void toggle_gate_duals(Instance* leader, Instance* Instance::*next) {
+    for (Instance* m = leader; m; m = m->*next)
+        if (is_gate(m->cell())) m->toggle_dual();
+}
+
+}  // namespace
+
+bool in_cluster_set(int cell, ClusterSet set) {
+    if (set == ClusterSet::ALL) return cell >= CELL_NINV && cell <= CELL_OAI;
+    return (cell >= CELL_NINV && cell <= CELL_NOR) || cell == CELL_AOI || cell == CELL_OAI;
+}
+
+bool leads_candidate(int cell, ClusterSet set) {
+    if (set == ClusterSet::ALL) return is_gate(cell);
+    return (cell >= CELL_AND && cell <= CELL_NOR) || cell == CELL_AOI || cell == CELL_OAI;
 }
 
 bool all_gates_flippable(Instance* leader, Instance* Instance::*next) {
@@ -59,22 +59,55 @@ void flip_gates(Reduction& r, Instance* leader, Instance* Instance::*next) {
         if (is_gate(m->cell())) flip_instance(r, m);
 }
 
-void toggle_gate_duals(Instance* leader, Instance* Instance::*next) {
+void log_gate_nets(Reduction& r, Instance* leader, Instance* Instance::*next) {
     for (Instance* m = leader; m; m = m->*next)
-        if (is_gate(m->cell())) m->toggle_dual();
+        if (is_gate(m->cell()))
+            for_each_in_ring(m->node, [&](Node* n) {
+                if (n->net) r.mark_changed(n->net);
+            });
 }
 
-}  // namespace
+Instance* root_of(Instance* m, Instance* Instance::*parent) {
+    while (m->*parent != m) {
+        m->*parent = (m->*parent)->*parent;
+        m = m->*parent;
+    }
+    return m;
+}
 
 void Reduction::index() {
     tally.start(d, top);
     group_nets.build(top);
+    net_marks.assign(tally.nets(), 0);
 }
 
 void Reduction::set_pols(Node* n, int a, int b) {
     termination.polarity_changed(n, n->pol_a(), n->pol_b(), a, b);
-    if (tally.started()) tally.pol_a_changed(n, n->pol_a(), a);
+    if (tally.started()) {
+        tally.pol_a_changed(n, n->pol_a(), a);
+        if (!quiet && (a != n->pol_a() || b != n->pol_b()) && n->net) mark_changed(n->net);
+    }
     n->set_pols(a, b);
+}
+
+void Reduction::mark_changed(Net* net) {
+    if (!net->red_id) return;
+    uint8_t& marks = net_marks[net->red_id - 1];
+    if (settle_log_on && !(marks & UNSETTLED)) {
+        marks |= UNSETTLED;
+        unsettled.push_back(net);
+    }
+    if (!(marks & UNCLUSTERED)) {
+        marks |= UNCLUSTERED;
+        unclustered.push_back(net);
+    }
+}
+
+void Reduction::start_settle_log() {
+    if (!indexed()) return;
+    for (Net* net : unsettled) net_marks[net->red_id - 1] &= ~UNSETTLED;
+    unsettled.clear();
+    settle_log_on = true;
 }
 
 Reduction::Measure Reduction::measure(Mode mode) {
@@ -130,10 +163,14 @@ void flip_instance(Reduction& r, Instance* inst) {
 bool try_flip_group(Reduction& r, Instance* g, Mode mode) {
     if (!all_gates_flippable(g, &Instance::next_in_group)) return false;
     const auto before = r.measure(mode);
+    // An undone trial leaves every net as it was: nothing to log.
+    r.quiet = r.indexed();
     flip_gates(r, g, &Instance::next_in_group);
-    if (Reduction::accepts(mode, before, r.measure(mode))) return true;
-    flip_gates(r, g, &Instance::next_in_group);
-    return false;
+    const bool accepted = Reduction::accepts(mode, before, r.measure(mode));
+    if (!accepted) flip_gates(r, g, &Instance::next_in_group);
+    r.quiet = false;
+    if (accepted && r.indexed()) log_gate_nets(r, g, &Instance::next_in_group);
+    return accepted;
 }
 
 bool flip_instances(Reduction& r, Instance* g, Mode mode) {
@@ -286,6 +323,10 @@ void settle_instance_nets(Reduction& r, Instance* m) {
 }
 
 void settle_group_nets(Reduction& r, Instance* g) {
+    if (r.settle_log_on) {
+        settle_logged_nets(r, g);
+        return;
+    }
     if (r.group_nets.built()) {
         for (Net* net : r.group_nets.of(g)) settle_net(r, net);
         return;
@@ -296,6 +337,28 @@ void settle_group_nets(Reduction& r, Instance* g) {
 }
 
 namespace {
+
+// Settling is idempotent and touches nothing but the net's own nodes (and
+// toggles of flags that no decision reads), so a net that has not changed
+// since it was last settled would not change now, and nets may be settled in
+// any order.
+void settle_logged_nets(Reduction& r, Instance* g) {
+    std::vector<Net*> logged;
+    logged.swap(r.unsettled);
+    for (Net* net : logged) {
+        uint8_t& marks = r.net_marks[net->red_id - 1];
+        if (!(marks & Reduction::UNSETTLED)) continue;
+        const Instance* driver = net->source ? net->source->inst : nullptr;
+        if (!is_signal_net(net) || !driver || !driver->group) {
+            marks &= ~Reduction::UNSETTLED;  // no group ever settles it
+        } else if (driver->group == g) {
+            settle_net(r, net);
+            marks &= ~Reduction::UNSETTLED;
+        } else {
+            r.unsettled.push_back(net);
+        }
+    }
+}
 
 // The clusters of group g as `build_clusters` makes them, with the group's
 // own nets and a union-find over `cluster` (`next_cluster` holds each root's
@@ -396,8 +459,14 @@ Instance* find_cluster(Reduction& r, ClusterSet set, Mode mode) {
 }
 
 bool cluster_step(Reduction& r, Instance* g, ClusterSet set, Mode mode) {
-    build_clusters(r, g, set);
-    Instance* leader = find_cluster(r, set, mode);
+    Instance* leader = nullptr;
+    if (r.indexed()) {
+        sync_clusters(r, g, set);
+        leader = find_indexed_cluster(r, set, mode);
+    } else {
+        build_clusters(r, g, set);
+        leader = find_cluster(r, set, mode);
+    }
     if (!leader) return false;
     toggle_gate_duals(leader, &Instance::next_in_cluster);
     if (set == ClusterSet::NO_XOR || r.d.has_xor || r.d.opt_a) settle_group_nets(r, g);

@@ -8,13 +8,12 @@
 #include <vector>
 
 #include "db/design.h"
+#include "reduce/cluster_index.h"
 #include "reduce/group_nets.h"
 #include "reduce/tally.h"
 #include "reduce/termination.h"
 
 namespace vorp {
-
-enum class ClusterSet { ALL, NO_XOR };
 
 // The run's state while reducing: the top module, the measures and the
 // termination guard. Every polarity change goes through `set_pols`.
@@ -29,11 +28,26 @@ struct Reduction {
     Termination termination;
     Tally tally = {};
     GroupNets group_nets = {};
+    ClusterIndex cluster_index = {};
     std::vector<Instance*> scratch = {};
+
+    // Nets whose polarities changed since they were last settled, and since
+    // the cluster index last looked at them (indexed mode only). A trial
+    // that is undone need not be logged: `quiet` suspends the logs.
+    enum : uint8_t { UNSETTLED = 1, UNCLUSTERED = 2 };
+    std::vector<uint8_t> net_marks = {};
+    std::vector<Net*> unsettled = {};
+    std::vector<Net*> unclustered = {};
+    bool settle_log_on = false;
+    bool quiet = false;
 
     // Call after `build_groups`.
     void index();
+    bool indexed() const { return tally.started(); }
     void set_pols(Node* n, int a, int b);
+    void mark_changed(Net* net);
+    // Every net settled: from now on only logged nets need settling.
+    void start_settle_log();
 
     // Whole-design measure (the load only in tie-break mode).
     struct Measure {
@@ -68,6 +82,16 @@ void settle_group_nets(Reduction& r, Instance* g);
 int net_balance(const Net* net);
 void absorb_xor_inputs(Reduction& r, Net* net);
 void push_net(Reduction& r, Net* net);
+
+bool in_cluster_set(int cell, ClusterSet set);
+// Gates that may lead a candidate cluster of the set.
+bool leads_candidate(int cell, ClusterSet set);
+bool all_gates_flippable(Instance* leader, Instance* Instance::*next);
+void flip_gates(Reduction& r, Instance* leader, Instance* Instance::*next);
+// Log the nets of the gates of a chain as changed.
+void log_gate_nets(Reduction& r, Instance* leader, Instance* Instance::*next);
+// The root of a union-find kept in `parent`, halving the path on the way.
+Instance* root_of(Instance* m, Instance* Instance::*parent);
 
 void build_clusters(Reduction& r, Instance* g, ClusterSet set);
 Instance* merge_clusters(Reduction& r, Instance* a, Instance* b);

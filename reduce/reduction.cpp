@@ -182,8 +182,10 @@ int red_inv(Design& d, RepeatGuard guard) {
     Reduction r{d, top, Termination(guard == RepeatGuard::ON)};
     if (!d.literal_reduction) r.index();
     r.termination.start(top);
-    if (d.has_xor || d.opt_a)
+    if (d.has_xor || d.opt_a) {
         for (Instance* g = top.groups; g; g = g->next_group) settle_group_nets(r, g);
+        r.start_settle_log();
+    }
     d.clusters = nullptr;
     for (Instance* g = top.groups; g; g = g->next_group) {
         if (g->on_clock()) continue;

@@ -21,6 +21,7 @@ class Tally {
     // Number the top module's nets (`red_id`) and count every vote. Linear.
     void start(const Design& d, Module& top);
     bool started() const { return started_; }
+    std::size_t nets() const { return slots_.size(); }
 
     // Called before a node's `pol_a` changes from old_a to new_a.
     void pol_a_changed(const Node* n, int old_a, int new_a) {

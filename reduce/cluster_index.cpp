@@ -1,0 +1,166 @@
+#include "reduce/cluster_index.h"
+
+#include <algorithm>
+
+#include "db/lists.h"
+#include "reduce/moves.h"
+
+namespace vorp {
+
+namespace {
+
+// Beyond this share of the group's members, rebuilding costs no more.
+constexpr std::size_t kRebuildShare = 4;
+
+bool is_candidate(Instance* leader, ClusterSet set) {
+    return leads_candidate(leader->cell(), set) &&
+           all_gates_flippable(leader, &Instance::next_in_cluster);
+}
+
+void reset_member(Instance* m) {
+    m->cluster = m;
+    m->next_cluster = m;  // the chain's tail while merging
+    m->next_in_cluster = nullptr;
+}
+
+// The merges of `build_clusters` over the given nets (in list order), as a
+// union-find over `cluster`; every member touched must have been reset.
+void merge_along(ClusterSet set, const std::vector<Net*>& nets) {
+    for (Net* net : nets) {
+        Instance* driver = net->source->inst;
+        Instance* cur = root_of(driver, &Instance::cluster);
+        for (Node* n = net->nodes; n; n = n->next) {
+            if (n->pol_a() != 1 || !n->inst || !in_cluster_set(n->inst->cell(), set)) continue;
+            if (!n->inst->cluster) continue;
+            Instance* other = root_of(n->inst, &Instance::cluster);
+            if (other == cur) continue;
+            Instance* keep = cur;
+            Instance* gone = other;
+            if (gone->cell() == CELL_PORT && keep->cell() != CELL_PORT) std::swap(keep, gone);
+            keep->next_cluster->next_in_cluster = gone;
+            keep->next_cluster = gone->next_cluster;
+            gone->cluster = keep;
+            cur = keep;
+        }
+    }
+}
+
+bool follows(const Net* net, const Instance* g, ClusterSet set) {
+    return net->net_type() == NET_SIGNAL && net->source && net->source->inst &&
+           net->source->inst->group == g && in_cluster_set(net->source->inst->cell(), set);
+}
+
+void clear_log(Reduction& r) {
+    for (Net* net : r.unclustered) r.net_marks[net->red_id - 1] &= ~Reduction::UNCLUSTERED;
+    r.unclustered.clear();
+}
+
+void enlist(ClusterIndex& x, Instance* leader, ClusterSet set) {
+    if (is_candidate(leader, set)) x.untried.insert(x.pos.at(leader));
+}
+
+void rebuild(Reduction& r, Instance* g, ClusterSet set) {
+    ClusterIndex& x = r.cluster_index;
+    if (x.group != g) {
+        x.members.clear();
+        x.pos.clear();
+        for (Instance* m = g; m; m = m->next_in_group) {
+            x.pos.emplace(m, static_cast<uint32_t>(x.members.size()));
+            x.members.push_back(m);
+        }
+        x.taken.assign(x.members.size(), 0);
+    }
+    x.group = g;
+    x.set = set;
+    x.valid = true;
+    x.untried.clear();
+    x.tie_wins.clear();
+    clear_log(r);
+    build_clusters(r, g, set);
+    for (Instance* m : x.members)
+        if (m->cluster == m) enlist(x, m, set);
+}
+
+// Recompute the clusters that touch a logged net.
+void update(Reduction& r, Instance* g, ClusterSet set) {
+    ClusterIndex& x = r.cluster_index;
+    std::vector<Instance*> leaders;
+    std::vector<uint8_t>& taken = x.taken;
+    for (Net* net : r.unclustered) {
+        r.net_marks[net->red_id - 1] &= ~Reduction::UNCLUSTERED;
+        for (Node* n = net->nodes; n; n = n->next) {
+            Instance* m = n->inst;
+            if (!m || m->group != g || !in_cluster_set(m->cell(), set)) continue;
+            Instance* leader = m->cluster;
+            const uint32_t p = x.pos.at(leader);
+            if (taken[p]) continue;
+            taken[p] = 1;
+            leaders.push_back(leader);
+        }
+    }
+    r.unclustered.clear();
+    std::vector<Instance*> touched;
+    for (Instance* leader : leaders) {
+        const uint32_t p = x.pos.at(leader);
+        taken[p] = 0;
+        x.untried.erase(p);
+        x.tie_wins.erase(p);
+        for (Instance* m = leader; m; m = m->next_in_cluster) touched.push_back(m);
+    }
+    std::vector<Net*> nets;
+    for (Instance* m : touched) {
+        reset_member(m);
+        for_each_in_ring(m->node, [&](Node* n) {
+            if (n->net && n->net->source == n && follows(n->net, g, set)) nets.push_back(n->net);
+        });
+    }
+    std::sort(nets.begin(), nets.end(),
+              [](const Net* a, const Net* b) { return a->red_id < b->red_id; });
+    nets.erase(std::unique(nets.begin(), nets.end()), nets.end());
+    merge_along(set, nets);
+    for (Instance* m : touched) m->cluster = root_of(m, &Instance::cluster);
+    for (Instance* m : touched)
+        if (m->cluster == m) enlist(x, m, set);
+}
+
+}  // namespace
+
+void sync_clusters(Reduction& r, Instance* g, ClusterSet set) {
+    ClusterIndex& x = r.cluster_index;
+    if (!x.valid || x.group != g || x.set != set ||
+        r.unclustered.size() * kRebuildShare > x.members.size())
+        rebuild(r, g, set);
+    else if (!r.unclustered.empty())
+        update(r, g, set);
+}
+
+Instance* find_indexed_cluster(Reduction& r, ClusterSet, Mode mode) {
+    ClusterIndex& x = r.cluster_index;
+    const Reduction::Measure before{r.tally.count(), r.tally.load()};
+    for (;;) {
+        const bool tie = mode == Mode::TIE_BREAK && !x.tie_wins.empty();
+        if (x.untried.empty() && !tie) return nullptr;
+        if (tie && (x.untried.empty() || *x.tie_wins.begin() > *x.untried.begin())) {
+            Instance* leader = x.members[*x.tie_wins.begin()];
+            x.tie_wins.erase(x.tie_wins.begin());
+            flip_gates(r, leader, &Instance::next_in_cluster);
+            return leader;
+        }
+        const uint32_t p = *x.untried.begin();
+        x.untried.erase(x.untried.begin());
+        Instance* leader = x.members[p];
+        r.quiet = true;
+        flip_gates(r, leader, &Instance::next_in_cluster);
+        const Reduction::Measure after{r.tally.count(), r.tally.load()};
+        if (Reduction::accepts(mode, before, after)) {
+            r.quiet = false;
+            log_gate_nets(r, leader, &Instance::next_in_cluster);
+            return leader;
+        }
+        flip_gates(r, leader, &Instance::next_in_cluster);
+        r.quiet = false;
+        if (after.count == before.count && after.load < before.load) x.tie_wins.insert(p);
+    }
+}
+
+}  // namespace vorp
