@@ -1,6 +1,9 @@
 #include "rewrite/piece_tree.h"
 
 #include <cstring>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 
 #include "db/lists.h"
 #include "netlist/reader.h"
@@ -14,12 +17,6 @@ Module* module_of(const Node* n) {
     return n->inst ? n->inst->owner : nullptr;
 }
 
-bool contains(const Module* outer, const Module* inner) {
-    for (; inner; inner = inner->parent)
-        if (inner == outer) return true;
-    return false;
-}
-
 NetPiece* new_piece(Design& d, Module* m, Node* node = nullptr) {
     NetPiece* p = d.make<NetPiece>();
     p->module = m;
@@ -27,72 +24,85 @@ NetPiece* new_piece(Design& d, Module* m, Node* node = nullptr) {
     return p;
 }
 
-// Hang K below P with a fresh empty piece for every module strictly between
-// them; a piece of P's own module merges into P.
-void attach(Design& d, NetPiece* parent, NetPiece* k) {
-    if (k->module == parent->module) {
-        while (Node* n = k->nodes) {
-            k->nodes = n->next;
-            push_front(parent->nodes, n);
-        }
-        return;
-    }
-    NetPiece* below = k;
-    for (Module* m = k->module->parent; m && m != parent->module; m = m->parent) {
-        NetPiece* between = new_piece(d, m);
-        below->up = between;
-        between->children = below;
-        below = between;
-    }
-    below->up = parent;
-    below->sibling = parent->children;
-    parent->children = below;
-}
+// One tree being built. A net has at most one piece per module copy, and
+// every child piece's module is a direct sub-module of its parent piece's
+// module (the levels between are filled in), so the pieces by module find
+// where a node belongs without walking the children of each level.
+struct TreeBuild {
+    Design& d;
+    std::unordered_map<const Module*, NetPiece*> piece_of;
 
-void add_below(Design& d, NetPiece* root, Node* node, Module* m) {
-    NetPiece* p = root;
-    for (;;) {
-        NetPiece* next = nullptr;
-        for (NetPiece* c = p->children; c; c = c->sibling) {
-            if (c->module == m) {
-                push_front(c->nodes, node);
-                return;
+    NetPiece* make(Module* m, Node* node = nullptr) {
+        NetPiece* p = new_piece(d, m, node);
+        piece_of[m] = p;
+        return p;
+    }
+
+    // Hang K below P with a fresh empty piece for every module strictly
+    // between them; a piece of P's own module merges into P.
+    void attach(NetPiece* parent, NetPiece* k) {
+        if (k->module == parent->module) {
+            while (Node* n = k->nodes) {
+                k->nodes = n->next;
+                push_front(parent->nodes, n);
             }
-            if (contains(c->module, m)) {
-                next = c;
-                break;
-            }
-        }
-        if (!next) {
-            attach(d, p, new_piece(d, m, node));
+            piece_of[parent->module] = parent;
             return;
         }
-        p = next;
+        NetPiece* below = k;
+        for (Module* m = k->module->parent; m && m != parent->module; m = m->parent) {
+            NetPiece* between = make(m);
+            below->up = between;
+            between->children = below;
+            below = between;
+        }
+        below->up = parent;
+        below->sibling = parent->children;
+        parent->children = below;
     }
-}
 
-NetPiece* add_node(Design& d, NetPiece* root, Node* node) {
-    Module* m = module_of(node);
-    if (!root) return new_piece(d, m, node);
-    Module* c = common_module(root->module, m);
-    if (c == m && m == root->module) {
-        push_front(root->nodes, node);
-        return root;
+    // A node below the root: walking down from the root through the children
+    // that contain the node's module ends at the deepest piece of the
+    // module's ancestors; the node joins the module's own piece there, or a
+    // new piece is attached below it. Cost: the depth of the module.
+    void add_below(NetPiece* root, Node* node, Module* m) {
+        Module* a = m;
+        auto found = piece_of.find(a);
+        while (found == piece_of.end() && a->parent) {
+            a = a->parent;
+            found = piece_of.find(a);
+        }
+        NetPiece* at = found == piece_of.end() ? root : found->second;
+        if (at->module == m) {
+            push_front(at->nodes, node);
+            return;
+        }
+        attach(at, make(m, node));
     }
-    if (c == m) {
-        NetPiece* top = new_piece(d, m, node);
-        attach(d, top, root);
+
+    NetPiece* add_node(NetPiece* root, Node* node) {
+        Module* m = module_of(node);
+        if (!root) return make(m, node);
+        Module* c = common_module(root->module, m);
+        if (c == m && m == root->module) {
+            push_front(root->nodes, node);
+            return root;
+        }
+        if (c == m) {
+            NetPiece* top = make(m, node);
+            attach(top, root);
+            return top;
+        }
+        if (c == root->module) {
+            add_below(root, node, m);
+            return root;
+        }
+        NetPiece* top = make(c);
+        attach(top, root);
+        attach(top, make(m, node));
         return top;
     }
-    if (c == root->module) {
-        add_below(d, root, node, m);
-        return root;
-    }
-    NetPiece* top = new_piece(d, c);
-    attach(d, top, root);
-    attach(d, top, new_piece(d, m, node));
-    return top;
-}
+};
 
 bool drives(const Node* n) {
     const int type = n->pin_type();
@@ -132,13 +142,14 @@ bool any_node(const NetPiece* p, bool (*match)(const Node*, int), int arg) {
 }  // namespace
 
 NetPiece* build_piece_tree(Design& d, Net* net) {
+    TreeBuild build{d, {}};
     NetPiece* root = nullptr;
     Node* n = net->nodes;
     net->nodes = nullptr;
     while (n) {
         Node* next = n->next;
         n->next = nullptr;
-        root = add_node(d, root, n);
+        root = build.add_node(root, n);
         n = next;
     }
     return root;
@@ -173,8 +184,28 @@ void set_directions(NetPiece* root, int net_type) {
     });
 }
 
+Instance* FirstInstanceByName::find(const char* name, const Module& m) {
+    if (!name) return nullptr;
+    Seen& seen = modules_[&m];
+    if (seen.head != m.insts) {
+        // Take in what was pushed at the head since the last look (the whole
+        // list the first time); the one nearest the head wins.
+        std::unordered_set<std::string_view> fresh;
+        for (Instance* i = m.insts; i && i != seen.head; i = i->next)
+            if (i->name && fresh.insert(i->name).second) seen.first[i->name] = i;
+        seen.head = m.insts;
+    }
+    const auto it = seen.first.find(name);
+    return it == seen.first.end() ? nullptr : it->second;
+}
+
 void make_boundary_pins(Design& d, NetPiece* root) {
-    for_each_piece(root, [&d](NetPiece* p) {
+    FirstInstanceByName index;
+    make_boundary_pins(d, root, index);
+}
+
+void make_boundary_pins(Design& d, NetPiece* root, FirstInstanceByName& index) {
+    for_each_piece(root, [&d, &index](NetPiece* p) {
         for (NetPiece* k = p->children; k; k = k->sibling) {
             Module* inner = k->module;
             Instance* port = d.make<Instance>();
@@ -189,7 +220,7 @@ void make_boundary_pins(Design& d, NetPiece* root) {
             port->node = inside;
             push_front(k->nodes, inside);
 
-            Instance* x = inner->inst_name ? find_inst(inner->inst_name, *p->module) : nullptr;
+            Instance* x = index.find(inner->inst_name, *p->module);
             if (!x) continue;
             Node* outside = d.make<Node>();
             outside->inst = x;

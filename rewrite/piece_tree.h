@@ -3,6 +3,9 @@
 // pins where it crosses a module boundary.
 #pragma once
 
+#include <string_view>
+#include <unordered_map>
+
 #include "db/design.h"
 
 namespace vorp {
@@ -24,7 +27,28 @@ struct NetPiece {
 // The net's own list is consumed.
 NetPiece* build_piece_tree(Design& d, Net* net);
 void set_directions(NetPiece* root, int net_type);
+
+// The first instance of each name in a module's list, as `find_inst` finds
+// it, kept for a whole pass: each module is indexed on its first look, and
+// instances pushed at the head of its list since the last look are taken in
+// on the next one, so the answer stays that of a walk from the head as long
+// as the pass only pushes instances at the head (it never removes any).
+class FirstInstanceByName {
+   public:
+    Instance* find(const char* name, const Module& m);
+
+   private:
+    struct Seen {
+        const Instance* head = nullptr;
+        std::unordered_map<std::string_view, Instance*> first;
+    };
+    std::unordered_map<const Module*, Seen> modules_;
+};
+
+// A port in the child's module and a pin on the instance of that copy in
+// the parent's, for every parent and child piece of the tree.
 void make_boundary_pins(Design& d, NetPiece* root);
+void make_boundary_pins(Design& d, NetPiece* root, FirstInstanceByName& index);
 void make_piece_nets(Design& d, NetPiece* root, int net_type);
 // Give every piece its own constant cell (420 or 421) or supply port
 // ("VDD" for 420, "VSS" for 421) instead of a boundary crossing.

@@ -59,12 +59,12 @@ void push_flat(Design& d, Net* net) {
     top.nets = net;
 }
 
-void split_into_pieces(Design& d, Net* net, int type) {
+void split_into_pieces(Design& d, Net* net, int type, FirstInstanceByName& index) {
     const int cell = source_cell(net);
     if (is_register(cell)) {
         NetPiece* tree = build_piece_tree(d, net);
         set_directions(tree, type);
-        make_boundary_pins(d, tree);
+        make_boundary_pins(d, tree, index);
         make_piece_nets(d, tree, type);
     } else if (cell == CELL_HIGH || cell == CELL_LOW) {
         NetPiece* tree = build_piece_tree(d, net);
@@ -83,8 +83,8 @@ void split_into_pieces(Design& d, Net* net, int type) {
         NetPiece* t2 = inverted ? build_piece_tree(d, inverted) : nullptr;
         set_directions(t1, type);
         set_directions(t2, NET_SIGNAL);
-        make_boundary_pins(d, t1);
-        make_boundary_pins(d, t2);
+        make_boundary_pins(d, t1, index);
+        make_boundary_pins(d, t2, index);
         make_piece_nets(d, t1, type);
         make_piece_nets(d, t2, NET_SIGNAL);
     }
@@ -102,6 +102,8 @@ void push_down_nets(Design& d) {
             for (Node* n = net->nodes; n; n = n->next)
                 if (n->pinned()) n->set_pols(1, 1);
 
+    // Instances are only pushed at the head of their lists from here on.
+    FirstInstanceByName index;
     Net* net = top.nets;
     top.nets = nullptr;
     while (net) {
@@ -114,7 +116,7 @@ void push_down_nets(Design& d) {
                 push_front(top.nets, net);
         } else if (type == NET_WIRED || type == NET_SIGNAL) {
             if (keep_hierarchy)
-                split_into_pieces(d, net, type);
+                split_into_pieces(d, net, type, index);
             else
                 push_flat(d, net);
         }

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
+#include "netlist/reader.h"
 #include "rewrite/inverter_insertion.h"
 #include "tests/rewrite/hier_builder.h"
 
@@ -538,6 +540,150 @@ TEST_F(Tree, APieceHoldingOnlyTheSupplyPortIsEmptied) {
     EXPECT_EQ(top->nets, nullptr);
     ASSERT_NE(C->ports, nullptr);
     EXPECT_STREQ(C->ports->name, "VDD");
+}
+
+}  // namespace
+}  // namespace vorp
+
+namespace vorp {
+namespace {
+
+// ---- lookups and tree building checked against direct walks ----
+
+TEST(FirstInstanceByName, AnswersAsAWalkFromTheHeadWhileInstancesArePushedThere) {
+    HierBuilder b;
+    const char* names[] = {"u1", "u2", "u3", nullptr, "high-"};
+    std::mt19937 rng(7);
+    FirstInstanceByName index;
+    for (int i = 0; i < 30; ++i) b.inst(b.top, CELL_NAND, names[rng() % 5], 2);
+    for (int round = 0; round < 300; ++round) {
+        if (rng() % 3 == 0) {
+            Instance* fresh = b.d.make<Instance>();
+            fresh->name = names[rng() % 5];
+            fresh->owner = b.top;
+            push_front(b.top->insts, fresh);
+        }
+        for (const char* name : names)
+            EXPECT_EQ(index.find(name, *b.top), name ? find_inst(name, *b.top) : nullptr)
+                << round << " " << text_or_null(name);
+    }
+}
+
+TEST(FirstInstanceByName, AModuleWithoutInstancesFindsThemOncePushed) {
+    HierBuilder b;
+    FirstInstanceByName index;
+    EXPECT_EQ(index.find("x", *b.top), nullptr);
+    Instance* x = b.inst(b.top, CELL_INV, "x");
+    EXPECT_EQ(index.find("x", *b.top), x);
+}
+
+// The tree by the walk that the pieces describe: from the root down through
+// the children that contain the node's module.
+struct ReferenceTree {
+    Design& d;
+    static bool contains(const Module* outer, const Module* inner) {
+        for (; inner; inner = inner->parent)
+            if (inner == outer) return true;
+        return false;
+    }
+    NetPiece* piece(Module* m, Node* n = nullptr) {
+        NetPiece* p = d.make<NetPiece>();
+        p->module = m;
+        if (n) push_front(p->nodes, n);
+        return p;
+    }
+    void attach(NetPiece* parent, NetPiece* k) {
+        NetPiece* below = k;
+        for (Module* m = k->module->parent; m && m != parent->module; m = m->parent) {
+            NetPiece* between = piece(m);
+            below->up = between;
+            between->children = below;
+            below = between;
+        }
+        below->up = parent;
+        below->sibling = parent->children;
+        parent->children = below;
+    }
+    NetPiece* add(NetPiece* root, Node* n) {
+        Module* m = n->inst->owner;
+        if (!root) return piece(m, n);
+        Module* c = common_module(root->module, m);
+        if (c == m && m == root->module) {
+            push_front(root->nodes, n);
+            return root;
+        }
+        if (c == m) {
+            NetPiece* top = piece(m, n);
+            attach(top, root);
+            return top;
+        }
+        if (c == root->module) {
+            for (NetPiece* p = root;;) {
+                NetPiece* next = nullptr;
+                for (NetPiece* k = p->children; k && !next; k = k->sibling) {
+                    if (k->module == m) {
+                        push_front(k->nodes, n);
+                        return root;
+                    }
+                    if (contains(k->module, m)) next = k;
+                }
+                if (!next) {
+                    attach(p, piece(m, n));
+                    return root;
+                }
+                p = next;
+            }
+        }
+        NetPiece* top = piece(c);
+        attach(top, root);
+        attach(top, piece(m, n));
+        return top;
+    }
+};
+
+std::string shape(const NetPiece* p) {
+    std::string out = std::string(p->module->name) + "[";
+    for (const Node* n = p->nodes; n; n = n->next) out += std::string(n->pin) + " ";
+    out += "](";
+    for (const NetPiece* k = p->children; k; k = k->sibling) {
+        EXPECT_EQ(k->up, p);
+        out += shape(k);
+    }
+    return out + ")";
+}
+
+TEST(PieceTree, RandomNetsGiveTheTreesOfTheDirectWalk) {
+    std::mt19937 rng(11);
+    for (int trial = 0; trial < 200; ++trial) {
+        HierBuilder b;
+        std::vector<Module*> modules{b.top};
+        for (int i = 0; i < 12; ++i) {
+            Module* parent = modules[rng() % modules.size()];
+            modules.push_back(b.sub(parent, ("m" + std::to_string(i)).c_str(),
+                                    ("u" + std::to_string(i)).c_str()));
+        }
+        std::vector<Instance*> gates;
+        for (Module* m : modules) gates.push_back(b.inst(m, CELL_NAND, "g", 2));
+        const int count = 1 + static_cast<int>(rng() % 10);
+        std::vector<Node*> ours, theirs;
+        for (int i = 0; i < count; ++i) {
+            Instance* g = gates[rng() % gates.size()];
+            const std::string pin = "p" + std::to_string(i);
+            for (auto* list : {&ours, &theirs}) {
+                Node* n = b.d.make<Node>();
+                n->inst = g;
+                n->pin = b.d.copy_string(pin.c_str());
+                list->push_back(n);
+            }
+        }
+        Net* net = b.d.make<Net>();
+        for (auto it = ours.rbegin(); it != ours.rend(); ++it) push_front(net->nodes, *it);
+        NetPiece* built = build_piece_tree(b.d, net);
+        ReferenceTree ref{b.d};
+        NetPiece* expected = nullptr;
+        for (Node* n : theirs) expected = ref.add(expected, n);
+        EXPECT_EQ(shape(built), shape(expected)) << trial;
+    }
 }
 
 }  // namespace
