@@ -4,6 +4,7 @@
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 #include "db/lists.h"
 #include "netlist/reader.h"
@@ -113,15 +114,6 @@ bool drives(const Node* n) {
            type == KW_TRISTATE_CONNECTED;
 }
 
-bool holds_input(NetPiece* piece) {
-    bool found = false;
-    for_each_piece(piece, [&found](NetPiece* p) {
-        for (Node* n = p->nodes; n && !found; n = n->next)
-            found = n->pin_type() == KW_INPUT || n->pin_type() == KW_INPUT_CONNECTED;
-    });
-    return found;
-}
-
 bool only_node_is(const NetPiece* p, bool (*match)(const Node*, int), int arg) {
     return p->nodes && !p->nodes->next && match(p->nodes, arg);
 }
@@ -156,32 +148,39 @@ NetPiece* build_piece_tree(Design& d, Net* net) {
 }
 
 void set_directions(NetPiece* root, int net_type) {
-    for_each_piece(root, [](NetPiece* p) {
+    std::vector<NetPiece*> order;  // parents before children
+    for_each_piece(root, [&order](NetPiece* p) {
         p->driver = nullptr;
         for (Node* n = p->nodes; n && !p->driver; n = n->next)
             if (drives(n)) p->driver = n;
         p->from_up = p->to_up = false;
+        p->drivers_below = p->driver ? 1 : 0;
+        p->input_below = false;
+        for (Node* n = p->nodes; n && !p->input_below; n = n->next)
+            p->input_below = n->pin_type() == KW_INPUT || n->pin_type() == KW_INPUT_CONNECTED;
+        order.push_back(p);
     });
-    // Marking from a driver reaches every piece: the driver and its
-    // ancestors on the way up send to their parents; every other piece is
-    // reached from its parent.
-    for_each_piece(root, [root](NetPiece* driven) {
-        if (!driven->driver) return;
-        for_each_piece(root, [](NetPiece* p) { p->visited = false; });
-        for (NetPiece* p = driven; p; p = p->up) p->visited = true;
-        for (NetPiece* p = driven; p->up; p = p->up) p->to_up = true;
-        for_each_piece(root, [](NetPiece* p) {
-            if (!p->visited) p->from_up = true;
-        });
-    });
-    for_each_piece(root, [net_type](NetPiece* p) {
+    for (auto it = order.rbegin(); it != order.rend(); ++it) {
+        NetPiece* p = *it;
+        if (!p->up) continue;
+        p->up->drivers_below += p->drivers_below;
+        p->up->input_below = p->up->input_below || p->input_below;
+    }
+    // Marking from a driver visits the driver's piece and its ancestors,
+    // which send to their parents (the root has none), and reaches every
+    // other piece from its parent. So a piece sends up when a driver lies at
+    // or below it, and receives from above when a driver lies elsewhere.
+    const int drivers = root ? root->drivers_below : 0;
+    for (NetPiece* p : order) {
+        p->to_up = p->up && p->drivers_below > 0;
+        p->from_up = drivers > p->drivers_below;
         if (!p->from_up)
             p->direction = net_type == NET_SIGNAL ? KW_OUTPUT : KW_TRISTATE;
         else if (!p->to_up)
             p->direction = KW_INPUT;
         else
-            p->direction = holds_input(p) ? KW_BIDIRECT : KW_TRISTATE;
-    });
+            p->direction = p->input_below ? KW_BIDIRECT : KW_TRISTATE;
+    }
 }
 
 Instance* FirstInstanceByName::find(const char* name, const Module& m) {

@@ -21,6 +21,10 @@ struct NetPiece {
     bool from_up = false;
     bool to_up = false;
     int direction = 0;
+    // Working counts of `set_directions`: driving pieces at or below this
+    // one, and whether an input pin lies at or below it.
+    int drivers_below = 0;
+    bool input_below = false;
 };
 
 // The tree of the net's nodes by module copy; null for a net without nodes.

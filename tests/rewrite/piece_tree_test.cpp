@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -683,6 +684,78 @@ TEST(PieceTree, RandomNetsGiveTheTreesOfTheDirectWalk) {
         NetPiece* expected = nullptr;
         for (Node* n : theirs) expected = ref.add(expected, n);
         EXPECT_EQ(shape(built), shape(expected)) << trial;
+    }
+}
+
+}  // namespace
+}  // namespace vorp
+
+namespace vorp {
+namespace {
+
+// The marking of the directions done literally: from every driving piece,
+// mark it; a marked piece is visited, sends up to an unvisited parent (which
+// is marked in turn) or receives from a visited one, then marks its
+// unvisited children.
+struct Marks {
+    bool from_up = false, to_up = false;
+};
+void mark(NetPiece* p, std::map<NetPiece*, bool>& visited, std::map<NetPiece*, Marks>& marks) {
+    visited[p] = true;
+    if (p->up && !visited[p->up]) {
+        marks[p].to_up = true;
+        mark(p->up, visited, marks);
+    } else if (p->up) {
+        marks[p].from_up = true;
+    }
+    for (NetPiece* k = p->children; k; k = k->sibling)
+        if (!visited[k]) mark(k, visited, marks);
+}
+
+TEST(PieceTree, RandomDirectionsMatchTheMarkingFromEveryDriver) {
+    std::mt19937 rng(5);
+    const int types[] = {KW_INPUT, KW_OUTPUT, KW_TRISTATE, KW_INPUT_CONNECTED, CELL_SUBMODULE};
+    for (int trial = 0; trial < 300; ++trial) {
+        HierBuilder b;
+        std::vector<Module*> modules{b.top};
+        for (int i = 0; i < 10; ++i) {
+            Module* parent = modules[rng() % modules.size()];
+            modules.push_back(b.sub(parent, ("m" + std::to_string(i)).c_str(),
+                                    ("u" + std::to_string(i)).c_str()));
+        }
+        Net* net = b.d.make<Net>();
+        const int count = 1 + static_cast<int>(rng() % 8);
+        for (int i = 0; i < count; ++i) {
+            Instance* g = b.inst(modules[rng() % modules.size()], CELL_TS_BUF, "t");
+            Node* n = b.d.make<Node>();
+            n->inst = g;
+            n->pin = "p";
+            n->set_pin_type(types[rng() % 5]);
+            push_front(net->nodes, n);
+        }
+        const int type = rng() % 2 ? NET_SIGNAL : NET_WIRED;
+        NetPiece* root = build_piece_tree(b.d, net);
+        set_directions(root, type);
+        std::map<NetPiece*, Marks> marks;
+        for_each_piece(root, [&](NetPiece* p) {
+            if (!p->driver) return;
+            std::map<NetPiece*, bool> visited;
+            mark(p, visited, marks);
+        });
+        for_each_piece(root, [&](NetPiece* p) {
+            EXPECT_EQ(p->from_up, marks[p].from_up) << trial;
+            EXPECT_EQ(p->to_up, marks[p].to_up) << trial;
+            bool input = false;
+            for_each_piece(p, [&input](NetPiece* q) {
+                for (Node* n = q->nodes; n; n = n->next)
+                    input |= n->pin_type() == KW_INPUT || n->pin_type() == KW_INPUT_CONNECTED;
+            });
+            const int expected = !p->from_up ? (type == NET_SIGNAL ? KW_OUTPUT : KW_TRISTATE)
+                                 : !p->to_up ? KW_INPUT
+                                 : input     ? KW_BIDIRECT
+                                             : KW_TRISTATE;
+            EXPECT_EQ(p->direction, expected) << trial;
+        });
     }
 }
 
