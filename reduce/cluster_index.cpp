@@ -45,6 +45,35 @@ void merge_along(ClusterSet set, const std::vector<Net*>& nets) {
     }
 }
 
+}  // namespace
+
+// The clusters of group g as `build_clusters` makes them, with the group's
+// own nets and a union-find over `cluster`: the same leaders, list and
+// chains, without walking every net of the module or the chains on each
+// merge.
+void build_clusters_indexed(Reduction& r, Instance* g, ClusterSet set) {
+    std::vector<Instance*>& members = r.scratch;
+    members.clear();
+    for (Instance* m = g; m; m = m->next_in_group) {
+        members.push_back(m);
+        reset_member(m);
+    }
+    std::vector<Net*> nets;
+    for (Net* net : r.group_nets.of(g))
+        if (net->net_type() == NET_SIGNAL && in_cluster_set(net->source->inst->cell(), set))
+            nets.push_back(net);
+    merge_along(set, nets);
+    r.d.clusters = nullptr;
+    for (Instance* m : members) {
+        if (m->cluster != m) continue;
+        m->next_cluster = r.d.clusters;
+        r.d.clusters = m;
+    }
+    for (Instance* m : members) m->cluster = root_of(m, &Instance::cluster);
+}
+
+namespace {
+
 bool follows(const Net* net, const Instance* g, ClusterSet set) {
     return net->net_type() == NET_SIGNAL && net->source && net->source->inst &&
            net->source->inst->group == g && in_cluster_set(net->source->inst->cell(), set);

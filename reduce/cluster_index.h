@@ -39,6 +39,8 @@ struct ClusterIndex {
     std::vector<uint8_t> taken;  // scratch of an update, by place
 };
 
+// `build_clusters` over the group's own nets (see `GroupNets`).
+void build_clusters_indexed(Reduction& r, Instance* g, ClusterSet set);
 // Bring the index up to date for group g and set; true when it is valid.
 void sync_clusters(Reduction& r, Instance* g, ClusterSet set);
 // `find_cluster` on the index: the same leader, left flipped.

@@ -360,47 +360,6 @@ void settle_logged_nets(Reduction& r, Instance* g) {
     }
 }
 
-// The clusters of group g as `build_clusters` makes them, with the group's
-// own nets and a union-find over `cluster` (`next_cluster` holds each root's
-// chain tail meanwhile): the same leaders, list and chains, without walking
-// every net of the module or the chains on each merge.
-void build_clusters_indexed(Reduction& r, Instance* g, ClusterSet set) {
-    std::vector<Instance*>& members = r.scratch;
-    members.clear();
-    for_each_member(g, [&](Instance* m) {
-        members.push_back(m);
-        m->cluster = m;
-        m->next_cluster = m;
-        m->next_in_cluster = nullptr;
-    });
-    for (Net* net : r.group_nets.of(g)) {
-        if (net->net_type() != NET_SIGNAL) continue;
-        Instance* driver = net->source->inst;
-        if (!in_cluster_set(driver->cell(), set)) continue;
-        Instance* cur = root_of(driver, &Instance::cluster);
-        for (Node* n = net->nodes; n; n = n->next) {
-            if (n->pol_a() != 1 || !n->inst || !in_cluster_set(n->inst->cell(), set)) continue;
-            if (!n->inst->cluster) continue;
-            Instance* other = root_of(n->inst, &Instance::cluster);
-            if (other == cur) continue;
-            Instance* keep = cur;
-            Instance* gone = other;
-            if (gone->cell() == CELL_PORT && keep->cell() != CELL_PORT) std::swap(keep, gone);
-            keep->next_cluster->next_in_cluster = gone;
-            keep->next_cluster = gone->next_cluster;
-            gone->cluster = keep;
-            cur = keep;
-        }
-    }
-    r.d.clusters = nullptr;
-    for (Instance* m : members) {
-        if (m->cluster != m) continue;
-        m->next_cluster = r.d.clusters;
-        r.d.clusters = m;
-    }
-    for (Instance* m : members) m->cluster = root_of(m, &Instance::cluster);
-}
-
 }  // namespace
 
 void build_clusters(Reduction& r, Instance* g, ClusterSet set) {
