@@ -1,5 +1,6 @@
 #include "db/arena.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -7,13 +8,18 @@ namespace vorp {
 
 namespace {
 constexpr std::size_t kAlign = alignof(std::max_align_t);
+// Chunks grow from 64 KiB to 1 MiB: small runs (and the many short runs of
+// the fuzzers) touch little memory, large designs still take few chunks.
+constexpr std::size_t kFirstChunk = std::size_t{1} << 16;
 constexpr std::size_t kChunk = std::size_t{1} << 20;
 }  // namespace
 
 void* Arena::allocate(std::size_t size) {
     size = (size + kAlign - 1) & ~(kAlign - 1);
     if (size > left_) {
-        const std::size_t chunk = size > kChunk / 4 ? size : kChunk;
+        const std::size_t grown =
+            std::min(kChunk, kFirstChunk << std::min<std::size_t>(chunks_.size(), 4));
+        const std::size_t chunk = size > grown / 4 ? size : grown;
         std::unique_ptr<char[]> block(new (std::nothrow) char[chunk]);
         if (!block) return nullptr;
         cursor_ = block.get();
