@@ -123,7 +123,7 @@ TEST(WriteFaults, FilesWrittenBeforeAFailureStayComplete) {
 
 TEST(WriteFaults, ReadOnlyDestinationFileIsNotReplaced) {
     int uid = -1, gid = -1;
-    if (!unprivileged_user(uid, gid) && ::geteuid() == 0) GTEST_SKIP();
+    unprivileged_user(uid, gid);
     Case c(true);
     c.dir.write("out/top.nld", "old");
     ::chmod((c.out + "/top.nld").c_str(), 0444);
@@ -132,27 +132,28 @@ TEST(WriteFaults, ReadOnlyDestinationFileIsNotReplaced) {
     EXPECT_EQ(read_file(c.out + "/top.nld"), "old");
 }
 
-TEST(ReadFaults, UnreadableTopModuleIsNotFound) {
+// Take read permission away from one input file and run as a user whom
+// permissions bind.
+Outcome run_without_read_permission(const Case& c, const std::string& file) {
     int uid = -1, gid = -1;
-    if (!unprivileged_user(uid, gid) && ::geteuid() == 0) GTEST_SKIP();
-    Case c(true);
+    unprivileged_user(uid, gid);
     c.dir.mkdir("out");
-    ::chmod((c.read + "/top.nld").c_str(), 0);
+    ::chmod((c.read + "/" + file).c_str(), 0);
     c.share(true);
-    const Outcome o = c.run({uid, gid});
+    return c.run({uid, gid});
+}
+
+TEST(ReadFaults, UnreadableTopModuleIsNotFound) {
+    Case c(true);
+    const Outcome o = run_without_read_permission(c, "top.nld");
     EXPECT_EQ(o.status, 1);
     EXPECT_TRUE(ends_with(o.err, "Could not find \"top.nld\"\n")) << o.err;
     EXPECT_TRUE(fs::is_empty(c.out));
 }
 
 TEST(ReadFaults, UnreadableSubModuleIsNotFound) {
-    int uid = -1, gid = -1;
-    if (!unprivileged_user(uid, gid) && ::geteuid() == 0) GTEST_SKIP();
     Case c(false);
-    c.dir.mkdir("out");
-    ::chmod((c.read + "/sub.nld").c_str(), 0);
-    c.share(true);
-    const Outcome o = c.run({uid, gid});
+    const Outcome o = run_without_read_permission(c, "sub.nld");
     EXPECT_EQ(o.status, 1);
     EXPECT_TRUE(ends_with(o.err, "\tRead " + c.read + "/top.nld\nCould not find \"sub.pcd/nld\"\n"))
         << o.err;
