@@ -53,12 +53,13 @@ done
 
 round_trip "examples" "$src" $(cat "$src/examples/args")
 
-for profile in safe full tri+power+scan; do
+for profile in safe full tri+power+scan all; do
   for ((seed = 1; seed <= count; seed++)); do
     rm -rf "$work/gen"
-    "$build/tools/gen_design" --out "$work/gen" --seed "$seed" --cells $((40 + seed * 23)) \
-        --depth $((1 + seed % 3)) --profile "$profile" > /dev/null || { echo "generator failed"; fails=$((fails + 1)); continue; }
-    round_trip "generated $profile seed $seed" "$work" top gen
+    words=$(cd "$work" && "$build/tools/gen_design" --out gen --seed "$seed" --cells $((40 + seed * 23)) \
+        --depth $((1 + seed % 3)) --profile "$profile") || { echo "generator failed"; fails=$((fails + 1)); continue; }
+    # shellcheck disable=SC2086
+    round_trip "generated $profile seed $seed" "$work" $words
   done
 done
 
