@@ -14,9 +14,11 @@
 namespace vorp::test {
 namespace {
 
-Outcome run_top(const TempDir& dir) {
+Outcome run_top(const TempDir& dir, const char* mode = nullptr) {
     dir.mkdir("out");
-    return run_in_process({"top", dir.path() + "/r", "-w", dir.path() + "/out"});
+    std::vector<std::string> words = {"top", dir.path() + "/r", "-w", dir.path() + "/out"};
+    if (mode) words.push_back(mode);
+    return run_in_process(words);
 }
 
 std::string counts(long before, long after) {
@@ -60,6 +62,15 @@ TEST(DeepStructure, HierarchyFiveThousandLevelsDeep) {
     // Every level is written, as a copy of its own.
     EXPECT_NE(r.err.find("/out/m" + std::to_string(levels - 1) + "-1.nld\n"), std::string::npos);
     EXPECT_EQ(read_file(dir.path() + "/out/m4999-1.nld").find("\tinv-"), std::string::npos);
+}
+
+TEST(DeepStructure, HierarchyFiveThousandLevelsDeepWrittenFlat) {
+    TempDir dir;
+    write_deep_hierarchy(dir, 5000);
+    const Outcome r = run_top(dir, "-f");
+    EXPECT_EQ(r.status, 0);
+    EXPECT_TRUE(ends_with(r.err, counts(2, 0)));
+    EXPECT_EQ(read_file(dir.path() + "/out/top.nld").find("\tinv-"), std::string::npos);
 }
 
 // a -> inv i0 -> inv i1 -> ... -> y; an even number folds away completely.
