@@ -1,0 +1,111 @@
+// Times one vorp run stage by stage, from the moments its progress messages
+// are printed, and prints one line of figures:
+//   cells pins read flatten reduce rewrite write total peak_kib
+// (times in seconds). The run itself is the library's, unchanged.
+#include <sys/resource.h>
+
+#include <chrono>
+#include <cstdio>
+#include <ostream>
+#include <streambuf>
+#include <string>
+#include <vector>
+
+#include "db/design.h"
+#include "driver/run.h"
+#include "netlist/loader.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Keeps each complete line of the run's messages with the time it ended.
+class StampedLines : public std::streambuf {
+   public:
+    std::vector<std::pair<std::string, Clock::time_point>> lines;
+
+   protected:
+    int overflow(int c) override {
+        if (c == EOF) return 0;
+        if (c == '\n') {
+            lines.emplace_back(current_, Clock::now());
+            current_.clear();
+        } else {
+            current_ += static_cast<char>(c);
+        }
+        return c;
+    }
+
+   private:
+    std::string current_;
+};
+
+double seconds(Clock::time_point a, Clock::time_point b) {
+    return std::chrono::duration<double>(b - a).count();
+}
+
+// The time of the first line at or after `from` that starts with `text`.
+Clock::time_point when(const StampedLines& out, const std::string& text, std::size_t& from) {
+    for (; from < out.lines.size(); ++from)
+        if (out.lines[from].first.rfind(text, 0) == 0) return out.lines[from++].second;
+    return out.lines.empty() ? Clock::now() : out.lines.back().second;
+}
+
+void count_design(int argc, char** argv, long& cells, long& pins) {
+    std::ostream quiet(nullptr);
+    vorp::Design d(quiet);
+    // Load only: the words before "-w" name the design.
+    std::vector<const char*> words(argv + 1, argv + argc);
+    d.top_name = words[0];
+    vorp::DirEntry** tail = &d.read_dirs;
+    for (std::size_t i = 1; i < words.size() && std::string(words[i]) != "-w"; ++i) {
+        if (std::string(words[i]) == "-r" || words[i][0] == '-') continue;
+        auto* e = d.make<vorp::DirEntry>();
+        e->dir = d.copy_string(words[i]);
+        *tail = e;
+        tail = &e->next;
+    }
+    vorp::load_design(d, d.top_name);
+    for (vorp::Module* m = d.modules; m; m = m->next)
+        for (vorp::Instance* i = m->insts; i; i = i->next) {
+            ++cells;
+            vorp::Node* n = i->node;
+            if (!n) continue;
+            do {
+                ++pins;
+                n = n->same_inst;
+            } while (n && n != i->node);
+        }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: vorp_stages <vorp words without -a/-f>\n");
+        return 2;
+    }
+    StampedLines out;
+    std::ostream err(&out);
+    vorp::Design d(err);
+    const Clock::time_point start = Clock::now();
+    const int status = vorp::run_vorp(d, argc - 1, argv + 1);
+    const Clock::time_point end = Clock::now();
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    std::size_t k = 0;
+    const auto read_start = when(out, "Start to read", k);
+    const auto read_end = when(out, "Done", k);
+    const auto flat_start = when(out, "There ", k);
+    const auto reduce_start = when(out, "Start inverter reduction", k);
+    const auto reduce_end = when(out, "Done", k);
+    const auto write_start = when(out, "Start to write", k);
+    long cells = 0, pins = 0;
+    count_design(argc, argv, cells, pins);
+    std::printf("%ld %ld %.3f %.3f %.3f %.3f %.3f %.3f %ld %d\n", cells, pins,
+                seconds(start, read_end), seconds(flat_start, reduce_start),
+                seconds(reduce_start, reduce_end), seconds(reduce_end, write_start),
+                seconds(write_start, end), seconds(start, end), usage.ru_maxrss, status);
+    (void)read_start;
+    return 0;
+}
