@@ -23,6 +23,7 @@ struct Instance;
 struct Net;
 struct Node;
 struct CellGroup;
+class NetListIndex;
 
 // Replace the bits [shift, shift+width) of a word, leaving the others alone.
 template <class W>
@@ -141,8 +142,9 @@ struct Net {
     Node* source = nullptr;
     Net* next = nullptr;
     uint16_t type_word = 0;  // bits 0-9 net_type, bit 10 irreversible
-    // Index of the net in the reduction's side tables plus one (0: none).
-    uint32_t red_id = 0;
+    // Index of the net in the side tables of the stage at work, plus one
+    // (0: none); each stage that numbers nets numbers them afresh.
+    uint32_t work_id = 0;
 
     int net_type() const { return field_of(type_word, 0, 10); }
     void set_net_type(int code) { type_word = with_field(type_word, 0, 10, code); }
@@ -202,6 +204,8 @@ struct Design {
     int depth = 1;
     char sticky_name[32] = {};
     Instance* clusters = nullptr;
+    // While set, removals from that module's net list go through it.
+    NetListIndex* net_index = nullptr;
     // Test switch: reduce with full recounts and full walks of the top
     // module, the reference the indexed reduction is checked against.
     bool literal_reduction = false;

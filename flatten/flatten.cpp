@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "db/lists.h"
+#include "flatten/net_list_index.h"
 #include "flatten/net_merge.h"
 #include "flatten/net_ops.h"
 #include "flatten/sticky.h"
@@ -253,7 +254,10 @@ int flat(Design& d) {
     }
     Tail<Net> nets(top.nets);
     for (Module* m = top.next; m; m = m->next) collect_nets(nets, *m);
-    if (!link_boundaries(d, top)) return 0;
+    {
+        ScopedNetListIndex index(d, top);
+        if (!link_boundaries(d, top)) return 0;
+    }
     for (Net* net = top.nets; net; net = net->next)
         if (is_driven(net) && !find_source(d, net)) return 0;
 
@@ -264,6 +268,7 @@ int flat(Design& d) {
     }
     Tail<Instance> insts(top.insts);
     for (Module* m = top.next; m; m = m->next) collect_instances(insts, *m);
+    ScopedNetListIndex index(d, top);
     return join_constants(d, top);
 }
 

@@ -3,6 +3,7 @@
 #include <ostream>
 
 #include "db/lists.h"
+#include "flatten/net_list_index.h"
 #include "flatten/net_ops.h"
 
 namespace vorp {
@@ -66,7 +67,7 @@ Node* merge_net(Design& d, Node* x, Node* y, Module& module) {
         x_net->nodes = from_y;
     for (Node* n = from_y; n; n = n->next) n->net = x_net;
 
-    if (!unlink_from(module.nets, y_net)) {
+    if (!unlink_listed_net(d, module, y_net)) {
         *d.err << "vorp: internal net representation colapsed, sorry.\n";
         return nullptr;
     }

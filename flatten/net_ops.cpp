@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "db/lists.h"
+#include "flatten/net_list_index.h"
 
 namespace vorp {
 
@@ -36,7 +37,7 @@ int unlink_node(Design& d, Node* node) {
 }
 
 int unlink_net(Design& d, Net* net, Module& module) {
-    if (unlink_from(module.nets, net)) return 1;
+    if (unlink_listed_net(d, module, net)) return 1;
     *d.err << "vorp: inconsistent operation occured: net isolation from a foreign module, sorry.\n";
     return 0;
 }

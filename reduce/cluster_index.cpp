@@ -80,7 +80,7 @@ bool follows(const Net* net, const Instance* g, ClusterSet set) {
 }
 
 void clear_log(Reduction& r) {
-    for (Net* net : r.unclustered) r.net_marks[net->red_id - 1] &= ~Reduction::UNCLUSTERED;
+    for (Net* net : r.unclustered) r.net_marks[net->work_id - 1] &= ~Reduction::UNCLUSTERED;
     r.unclustered.clear();
 }
 
@@ -116,7 +116,7 @@ void update(Reduction& r, Instance* g, ClusterSet set) {
     std::vector<Instance*> leaders;
     std::vector<uint8_t>& taken = x.taken;
     for (Net* net : r.unclustered) {
-        r.net_marks[net->red_id - 1] &= ~Reduction::UNCLUSTERED;
+        r.net_marks[net->work_id - 1] &= ~Reduction::UNCLUSTERED;
         for (Node* n = net->nodes; n; n = n->next) {
             Instance* m = n->inst;
             if (!m || m->group != g || !in_cluster_set(m->cell(), set)) continue;
@@ -144,7 +144,7 @@ void update(Reduction& r, Instance* g, ClusterSet set) {
         });
     }
     std::sort(nets.begin(), nets.end(),
-              [](const Net* a, const Net* b) { return a->red_id < b->red_id; });
+              [](const Net* a, const Net* b) { return a->work_id < b->work_id; });
     nets.erase(std::unique(nets.begin(), nets.end()), nets.end());
     merge_along(set, nets);
     for (Instance* m : touched) m->cluster = root_of(m, &Instance::cluster);

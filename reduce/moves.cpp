@@ -91,8 +91,8 @@ void Reduction::set_pols(Node* n, int a, int b) {
 }
 
 void Reduction::mark_changed(Net* net) {
-    if (!net->red_id) return;
-    uint8_t& marks = net_marks[net->red_id - 1];
+    if (!net->work_id) return;
+    uint8_t& marks = net_marks[net->work_id - 1];
     if (settle_log_on && !(marks & UNSETTLED)) {
         marks |= UNSETTLED;
         unsettled.push_back(net);
@@ -105,7 +105,7 @@ void Reduction::mark_changed(Net* net) {
 
 void Reduction::start_settle_log() {
     if (!indexed()) return;
-    for (Net* net : unsettled) net_marks[net->red_id - 1] &= ~UNSETTLED;
+    for (Net* net : unsettled) net_marks[net->work_id - 1] &= ~UNSETTLED;
     unsettled.clear();
     settle_log_on = true;
 }
@@ -346,7 +346,7 @@ void settle_logged_nets(Reduction& r, Instance* g) {
     std::vector<Net*> logged;
     logged.swap(r.unsettled);
     for (Net* net : logged) {
-        uint8_t& marks = r.net_marks[net->red_id - 1];
+        uint8_t& marks = r.net_marks[net->work_id - 1];
         if (!(marks & Reduction::UNSETTLED)) continue;
         const Instance* driver = net->source ? net->source->inst : nullptr;
         if (!is_signal_net(net) || !driver || !driver->group) {

@@ -13,20 +13,20 @@ void Tally::start(const Design& d, Module& top) {
             if (is_consumer(n)) vote(s, n->pol_a(), +1);
         if (s.signal) add(s);
         slots_.push_back(s);
-        net->red_id = static_cast<uint32_t>(slots_.size());
+        net->work_id = static_cast<uint32_t>(slots_.size());
     }
     started_ = true;
 }
 
 int Tally::net_inverters(const Design& d, const Net* net) const {
-    if (!net->red_id) return vorp::net_inverters(d, net);
-    const Slot& s = slots_[net->red_id - 1];
+    if (!net->work_id) return vorp::net_inverters(d, net);
+    const Slot& s = slots_[net->work_id - 1];
     return rule_inverters(s.rule, s.straight, s.inverted);
 }
 
 int Tally::net_inverted_load(const Design& d, const Net* net) const {
-    if (!net->red_id) return vorp::net_inverted_load(d, net);
-    const Slot& s = slots_[net->red_id - 1];
+    if (!net->work_id) return vorp::net_inverted_load(d, net);
+    const Slot& s = slots_[net->work_id - 1];
     return rule_inverted_load(s.rule, s.straight, s.inverted);
 }
 

@@ -18,15 +18,15 @@ namespace vorp {
 
 class Tally {
    public:
-    // Number the top module's nets (`red_id`) and count every vote. Linear.
+    // Number the top module's nets (`work_id`) and count every vote. Linear.
     void start(const Design& d, Module& top);
     bool started() const { return started_; }
     std::size_t nets() const { return slots_.size(); }
 
     // Called before a node's `pol_a` changes from old_a to new_a.
     void pol_a_changed(const Node* n, int old_a, int new_a) {
-        if (old_a == new_a || !n->net || !n->net->red_id || !is_consumer(n)) return;
-        Slot& s = slots_[n->net->red_id - 1];
+        if (old_a == new_a || !n->net || !n->net->work_id || !is_consumer(n)) return;
+        Slot& s = slots_[n->net->work_id - 1];
         if (s.signal) withdraw(s);
         vote(s, old_a, -1);
         vote(s, new_a, +1);

@@ -1,0 +1,36 @@
+#include "flatten/net_list_index.h"
+
+#include "db/lists.h"
+
+namespace vorp {
+
+NetListIndex::NetListIndex(Module& module) : module_(module) {
+    Net* before = nullptr;
+    for (Net* net = module.nets; net; net = net->next) {
+        nets_.push_back(net);
+        before_.push_back(before);
+        listed_.push_back(true);
+        net->work_id = static_cast<uint32_t>(nets_.size());
+        before = net;
+    }
+}
+
+bool NetListIndex::unlink(Net* net) {
+    const uint32_t id = net->work_id;
+    if (!id || id > nets_.size() || nets_[id - 1] != net || !listed_[id - 1]) return false;
+    Net* before = before_[id - 1];
+    if (before)
+        before->next = net->next;
+    else
+        module_.nets = net->next;
+    if (net->next) before_[net->next->work_id - 1] = before;
+    listed_[id - 1] = false;
+    return true;
+}
+
+bool unlink_listed_net(Design& d, Module& module, Net* net) {
+    if (d.net_index && &d.net_index->module() == &module) return d.net_index->unlink(net);
+    return unlink_from(module.nets, net);
+}
+
+}  // namespace vorp

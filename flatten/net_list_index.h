@@ -1,0 +1,46 @@
+// Constant-time removal from one module's net list, with the answers of the
+// walk from the head: a net is removed where it stands, and a net that is
+// not on the list is reported as missing. Valid while nets leave the list
+// only through it (joining boundaries and duplicate constants); pushing a
+// net onto the list meanwhile is not supported.
+#pragma once
+
+#include <vector>
+
+#include "db/design.h"
+
+namespace vorp {
+
+class NetListIndex {
+   public:
+    // Numbers the module's nets (`work_id`). Linear.
+    explicit NetListIndex(Module& module);
+    Module& module() const { return module_; }
+    // True when the net was on the list (and is now off it).
+    bool unlink(Net* net);
+
+   private:
+    Module& module_;
+    std::vector<Net*> nets_;    // by number
+    std::vector<Net*> before_;  // the net before each one, none at the head
+    std::vector<bool> listed_;
+};
+
+// Installs an index on the run for the scope of one stage step.
+class ScopedNetListIndex {
+   public:
+    ScopedNetListIndex(Design& d, Module& module) : d_(d), index_(module) { d.net_index = &index_; }
+    ~ScopedNetListIndex() { d_.net_index = nullptr; }
+    ScopedNetListIndex(const ScopedNetListIndex&) = delete;
+    ScopedNetListIndex& operator=(const ScopedNetListIndex&) = delete;
+
+   private:
+    Design& d_;
+    NetListIndex index_;
+};
+
+// Remove a net from a module's list: through the run's index when it covers
+// the module, else by walking from the head.
+bool unlink_listed_net(Design& d, Module& module, Net* net);
+
+}  // namespace vorp
