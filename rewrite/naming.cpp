@@ -2,6 +2,8 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 
 #include "netlist/reader.h"
 #include "reduce/counting.h"
@@ -114,17 +116,85 @@ int module_name_free(const Design& d, const char* name, const Module& m) {
     return 1;
 }
 
-void name_modules(Design& d) {
-    for (Module* m = d.top()->next; m; m = m->next) {
-        if (m->kind() != MOD_NLD || !m->inst || !m->inst->kept()) continue;
-        for (long n = 1;; ++n) {
-            check_limit(n);
-            char* candidate = make_name(d, m->name, n, 10);
-            if (module_name_free(d, candidate, *m)) {
-                m->name = candidate;
-                break;
-            }
+namespace {
+
+// The names `module_name_free` compares, kept as counts while the walk of
+// `name_modules` moves down the module list: the current names of the
+// modules before the one being named, the names of the other-kind modules
+// after it, and every instance name. The same answers without walking the
+// module list per candidate.
+class ModuleNames {
+   public:
+    explicit ModuleNames(const Design& d) {
+        for (const Module* x = d.modules; x; x = x->next) {
+            add(inst_names_, x->inst_name);
+            if (x != d.top() && x->kind() != MOD_NLD) add(after_, x->name);
         }
+        add(before_, d.top()->name);
+    }
+    // Called when the walk reaches m, and after m has its final name.
+    void reach(const Module& m) {
+        if (m.kind() != MOD_NLD) remove(after_, m.name);
+    }
+    void pass(const Module& m) { add(before_, m.name); }
+
+    // Names of m's registers, bus gates, constants and tristate buffers.
+    void look_inside(const Module& m) {
+        inside_.clear();
+        for (const Instance* i = m.insts; i; i = i->next)
+            if (i->cell() >= CELL_REG && i->cell() <= CELL_BGATE) add(inside_, i->name);
+    }
+    bool free(const char* name, const Module& m) const {
+        const std::size_t own = same_text(m.inst_name, name) ? 1 : 0;
+        return count(inst_names_, name) == own && !taken_by_modules(name) && !count(inside_, name);
+    }
+    // Taken by a module name: for every module still to be named, since a
+    // name leaves the modules after the walk only to join those before it.
+    bool taken_by_modules(const char* name) const {
+        return count(before_, name) || count(after_, name);
+    }
+    // Below this number, every name of the form "base-n" is taken by a
+    // module name.
+    long& first_try(const char* base) { return first_try_.try_emplace(base, 1).first->second; }
+
+   private:
+    using Counts = std::unordered_map<std::string_view, std::size_t>;
+    static void add(Counts& c, const char* name) {
+        if (name) ++c[name];
+    }
+    static void remove(Counts& c, const char* name) {
+        if (name && !--c[name]) c.erase(name);
+    }
+    static std::size_t count(const Counts& c, const char* name) {
+        const auto it = c.find(name);
+        return it == c.end() ? 0 : it->second;
+    }
+    Counts inst_names_, before_, after_, inside_;
+    std::unordered_map<std::string_view, long> first_try_;
+};
+
+void name_module(Design& d, Module& m, ModuleNames& names) {
+    names.look_inside(m);
+    long& first = names.first_try(m.name);
+    for (long n = first;; ++n) {
+        check_limit(n);
+        char* candidate = make_name(d, m.name, n, 10);
+        if (names.free(candidate, m)) {
+            m.name = candidate;
+            return;
+        }
+        if (n == first && names.taken_by_modules(candidate)) ++first;
+    }
+}
+
+}  // namespace
+
+void name_modules(Design& d) {
+    ModuleNames names(d);
+    for (Module* m = d.top()->next; m; m = m->next) {
+        names.reach(*m);
+        if (m->kind() == MOD_NLD && m->inst && m->inst->kept()) name_module(d, *m, names);
+        names.pass(*m);
     }
 }
 
