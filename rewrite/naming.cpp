@@ -41,25 +41,6 @@ void add_submodule_names(std::unordered_set<std::string_view>& names, const Cell
     }
 }
 
-long number_group(Design& d, CellGroup* g, const TakenNames& taken, long n) {
-    for (; g; g = g->right) {
-        n = number_group(d, g->left, taken, n);
-        const char* base = text_or_null(keyword_name(g->first->cell(), CellTable));
-        for (Instance* i = g->first; i; i = i->next) {
-            for (;;) {
-                check_limit(n);
-                char* candidate = make_name(d, base, n, 11);
-                ++n;
-                if (taken.free(candidate)) {
-                    i->name = candidate;
-                    break;
-                }
-            }
-        }
-    }
-    return n;
-}
-
 const char* new_port_base(const Instance& port) {
     switch (port.pin_type()) {
         case KW_BIDIRECT:
@@ -196,6 +177,25 @@ void name_modules(Design& d) {
         if (m->kind() == MOD_NLD && m->inst && m->inst->kept()) name_module(d, *m, names);
         names.pass(*m);
     }
+}
+
+long number_group(Design& d, CellGroup* g, const TakenNames& taken, long n) {
+    for (; g; g = g->right) {
+        n = number_group(d, g->left, taken, n);
+        const char* base = text_or_null(keyword_name(g->first->cell(), CellTable));
+        for (Instance* i = g->first; i; i = i->next) {
+            for (;;) {
+                check_limit(n);
+                char* candidate = make_name(d, base, n, 11);
+                ++n;
+                if (taken.free(candidate)) {
+                    i->name = candidate;
+                    break;
+                }
+            }
+        }
+    }
+    return n;
 }
 
 void name_instances(Design& d, Module& m) {

@@ -22,6 +22,12 @@ void name_modules(Design& d);
 int module_name_free(const Design& d, const char* name, const Module& m);
 void name_instances(Design& d, Module& m);
 void name_new_ports(Design& d, Module& m);
+
+class TakenNames;
+// Number the instances of a gate tree (left, node, right) from n on with
+// the first free names; returns the next number. Reaching 10,000,000 ends
+// the run with status 1 and no message.
+long number_group(Design& d, CellGroup* g, const TakenNames& taken, long n);
 void sync_sub_pins(Module& m);
 
 // Names a candidate may not take in one module: its ports (all of them in

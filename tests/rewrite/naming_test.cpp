@@ -387,3 +387,34 @@ TEST_F(Naming, FlatModeMarksAndNamesTheTopOnly) {
 
 }  // namespace
 }  // namespace vorp
+
+namespace vorp {
+namespace {
+
+// The last number below the limit is still given; the next one ends the
+// run with status 1 and prints nothing.
+TEST(NamingLimit, NumberingStopsSilentlyAtTenMillion) {
+    test::HierBuilder b;
+    Instance* first = b.inst(b.top, CELL_NAND, "x", 2);
+    Instance* second = b.inst(b.top, CELL_NAND, "y", 2);
+    first->next = nullptr;
+    CellGroup one;
+    one.first = first;
+    const TakenNames taken(*b.top, true);
+    EXPECT_EQ(number_group(b.d, &one, taken, 9999999), 10000000);
+    EXPECT_STREQ(first->name, "nand-9999999");
+
+    first->next = second;
+    second->next = nullptr;
+    const std::string printed_before = b.err.str();
+    try {
+        number_group(b.d, &one, taken, 9999999);
+        FAIL() << "numbering went past the limit";
+    } catch (const Fatal& fault) {
+        EXPECT_EQ(fault.status, 1);
+    }
+    EXPECT_EQ(b.err.str(), printed_before);
+}
+
+}  // namespace
+}  // namespace vorp
