@@ -7,12 +7,23 @@ namespace vorp {
 NetListIndex::NetListIndex(Module& module) : module_(module) {
     Net* before = nullptr;
     for (Net* net = module.nets; net; net = net->next) {
-        nets_.push_back(net);
-        before_.push_back(before);
-        listed_.push_back(true);
-        net->work_id = static_cast<uint32_t>(nets_.size());
+        number(net, before);
         before = net;
     }
+}
+
+void NetListIndex::number(Net* net, Net* before) {
+    nets_.push_back(net);
+    before_.push_back(before);
+    listed_.push_back(true);
+    net->work_id = static_cast<uint32_t>(nets_.size());
+}
+
+void NetListIndex::push_front(Net* net) {
+    number(net, nullptr);
+    if (module_.nets) before_[module_.nets->work_id - 1] = net;
+    net->next = module_.nets;
+    module_.nets = net;
 }
 
 bool NetListIndex::unlink(Net* net) {
@@ -26,6 +37,13 @@ bool NetListIndex::unlink(Net* net) {
     if (net->next) before_[net->next->work_id - 1] = before;
     listed_[id - 1] = false;
     return true;
+}
+
+void push_listed_net(Design& d, Module& module, Net* net) {
+    if (d.net_index && &d.net_index->module() == &module)
+        d.net_index->push_front(net);
+    else
+        push_front(module.nets, net);
 }
 
 bool unlink_listed_net(Design& d, Module& module, Net* net) {

@@ -1,8 +1,7 @@
 // Constant-time removal from one module's net list, with the answers of the
 // walk from the head: a net is removed where it stands, and a net that is
 // not on the list is reported as missing. Valid while nets leave the list
-// only through it (joining boundaries and duplicate constants); pushing a
-// net onto the list meanwhile is not supported.
+// and join it only through it.
 #pragma once
 
 #include <vector>
@@ -18,8 +17,10 @@ class NetListIndex {
     Module& module() const { return module_; }
     // True when the net was on the list (and is now off it).
     bool unlink(Net* net);
+    void push_front(Net* net);
 
    private:
+    void number(Net* net, Net* before);
     Module& module_;
     std::vector<Net*> nets_;    // by number
     std::vector<Net*> before_;  // the net before each one, none at the head
@@ -42,5 +43,8 @@ class ScopedNetListIndex {
 // Remove a net from a module's list: through the run's index when it covers
 // the module, else by walking from the head.
 bool unlink_listed_net(Design& d, Module& module, Net* net);
+// Push a net at the head of a module's list, through the run's index when it
+// covers the module.
+void push_listed_net(Design& d, Module& module, Net* net);
 
 }  // namespace vorp

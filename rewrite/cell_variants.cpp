@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "db/lists.h"
+#include "flatten/net_list_index.h"
 #include "flatten/net_ops.h"
 #include "reduce/counting.h"
 
@@ -61,11 +62,11 @@ bool holds_source_alone(const Net* net) {
     return net->source && net->nodes && !net->nodes->next;
 }
 
-void add_driven_net(Module& top, Net* net, Node* driver) {
+void add_driven_net(Design& d, Module& top, Net* net, Node* driver) {
     push_node(net, driver);
     net->set_net_type(NET_SIGNAL);
     net->source = driver;
-    push_front(top.nets, net);
+    push_listed_net(d, top, net);
 }
 
 // A finished constant net: dropped when only its cell is left, given a new
@@ -87,7 +88,7 @@ void finish_constant(Design& d, Net* net, bool is_new, int cell) {
     out->set_pin_type(KW_OUTPUT);
     out->inst = constant;
     constant->node = out;
-    add_driven_net(top, net, out);
+    add_driven_net(d, top, net, out);
 }
 
 void finish_power(Design& d, Net* net, bool is_new, const char* name) {
@@ -107,7 +108,7 @@ void finish_power(Design& d, Net* net, bool is_new, const char* name) {
     node->set_pin_type(KW_GLOBAL);
     node->inst = port;
     port->node = node;
-    add_driven_net(top, net, node);
+    add_driven_net(d, top, net, node);
     // A new "VDD" joins the ports, a new "VSS" the instances: kept as the
     // program has always done it.
     if (same_text(name, "VDD"))
@@ -132,7 +133,7 @@ void finish_register_output(Design& d, Net* net, bool is_new, Instance* reg, con
     out->inst = reg;
     out->same_inst = reg->node->same_inst;
     reg->node->same_inst = out;
-    add_driven_net(top, net, out);
+    add_driven_net(d, top, net, out);
 }
 
 // The latest signal nets of two kinds, scanning until one of each was seen.
@@ -264,9 +265,11 @@ void apply_polarities(Design& d) {
     rename_inverted_outputs(d);
     split_constant_nets(d);
     split_power_nets(d);
-    if (d.has_registers)
+    if (d.has_registers) {
+        ScopedNetListIndex index(d, top);
         for (Instance* i = top.insts; i; i = i->next)
             if (is_register(i->cell())) split_register_outputs(d, i);
+    }
     for (Instance* i = top.insts; i; i = i->next) {
         if (i->dual()) i->set_cell(dual_cell(*i));
         if (i->complement()) i->set_cell(complement_cell(*i));
