@@ -32,8 +32,9 @@ namespace {
 namespace fs = std::filesystem;
 using vorp::fuzz::Placement;
 
-// One scratch directory per fuzzing process, on a memory file system when
-// there is one; removed when the process ends normally.
+// A scratch directory for one run, on a memory file system when there is
+// one; removed when the run is over (the fuzzer may end its process without
+// running static destructors).
 struct ScratchDir {
     fs::path path;
     ScratchDir() {
@@ -48,23 +49,16 @@ struct ScratchDir {
     }
 };
 
-const fs::path& scratch_dir() {
-    static const ScratchDir dir;
-    return dir.path;
-}
-
 void write_text(const fs::path& path, const std::string& text) {
     std::ofstream out(path, std::ios::binary);
     out.write(text.data(), static_cast<std::streamsize>(text.size()));
 }
 
 int run_on_files(const vorp::fuzz::RunFiles& run) {
-    const fs::path& dir = scratch_dir();
-    const fs::path read = dir / "r", ref = dir / "ref", out = dir / "out";
-    for (const fs::path& p : {read, ref, out}) {
-        fs::remove_all(p);
-        fs::create_directory(p);
-    }
+    const ScratchDir scratch;
+    const fs::path read = scratch.path / "r", ref = scratch.path / "ref",
+                   out = scratch.path / "out";
+    for (const fs::path& p : {read, ref, out}) fs::create_directory(p);
     for (const vorp::fuzz::FileText& f : run.files) {
         const bool pcd = f.placement == Placement::read_pcd;
         const fs::path& where = f.placement == Placement::reference_nld ? ref : read;
