@@ -1,7 +1,7 @@
 #include "db/arena.h"
 
 #include <algorithm>
-#include <cstring>
+#include <cstdlib>
 #include <new>
 
 namespace vorp {
@@ -14,13 +14,17 @@ constexpr std::size_t kFirstChunk = std::size_t{1} << 16;
 constexpr std::size_t kChunk = std::size_t{1} << 20;
 }  // namespace
 
+void Arena::Release::operator()(char* block) const {
+    std::free(block);
+}
+
 void* Arena::allocate(std::size_t size) {
     size = (size + kAlign - 1) & ~(kAlign - 1);
     if (size > left_) {
         const std::size_t grown =
             std::min(kChunk, kFirstChunk << std::min<std::size_t>(chunks_.size(), 4));
         const std::size_t chunk = size > grown / 4 ? size : grown;
-        std::unique_ptr<char[]> block(new (std::nothrow) char[chunk]);
+        std::unique_ptr<char, Release> block(static_cast<char*>(std::calloc(chunk, 1)));
         if (!block) return nullptr;
         cursor_ = block.get();
         left_ = chunk;
@@ -30,7 +34,6 @@ void* Arena::allocate(std::size_t size) {
         }
     }
     char* out = cursor_;
-    std::memset(out, 0, size);
     if (left_) {
         cursor_ += size;
         left_ -= size;

@@ -13,9 +13,9 @@ struct NameClasses {
     NameByte of[256];
     constexpr NameClasses() : of() {
         for (auto& c : of) c = STORE;
-        of[' '] = of['\t'] = END_CONSUMED;
-        of['\n'] = END_NEWLINE;
-        of['('] = of[')'] = of['.'] = of[';'] = END_PUSHED_BACK;
+        for (unsigned char c : {' ', '\t'}) of[c] = END_CONSUMED;
+        of[static_cast<unsigned char>('\n')] = END_NEWLINE;
+        for (unsigned char c : {'(', ')', '.', ';'}) of[c] = END_PUSHED_BACK;
     }
 };
 constexpr NameClasses kNameClasses;

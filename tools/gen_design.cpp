@@ -307,7 +307,9 @@ int main(int argc, char** argv) {
         for (int t = 0; t < count; ++t) {
             ModuleType m;
             m.level = level;
-            m.name = level == 0 ? opt.top : "m" + std::to_string(level) + "_" + std::to_string(t);
+            m.name = opt.top;
+            if (level > 0)
+                (m.name = "m").append(std::to_string(level)).append("_").append(std::to_string(t));
             const int ins = 3 + rng.below(6), outs = 2 + rng.below(4);
             for (int i = 0; i < ins; ++i) m.inputs.push_back("a" + std::to_string(i));
             for (int i = 0; i < outs; ++i) m.outputs.push_back("y" + std::to_string(i));
