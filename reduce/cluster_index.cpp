@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "db/lists.h"
+#include "reduce/counting.h"
 #include "reduce/moves.h"
 
 namespace vorp {
@@ -152,6 +153,50 @@ void update(Reduction& r, Instance* g, ClusterSet set) {
         if (m->cluster == m) enlist(x, m, set);
 }
 
+bool in_flip(const Instance* m, const Instance* leader) {
+    return m && m->cluster == leader && is_gate(m->cell());
+}
+
+// What flipping the gates of the cluster would do to the count and the load,
+// without flipping: a node ends negated once for every output of a flipped
+// gate on its net, and once more when it is an input of a flipped gate.
+Reduction::Measure flip_delta(Reduction& r, Instance* leader) {
+    std::vector<Net*>& nets = r.cluster_index.nets;
+    nets.clear();
+    for (Instance* m = leader; m; m = m->next_in_cluster) {
+        if (!is_gate(m->cell())) continue;
+        for_each_in_ring(m->node, [&](Node* n) {
+            Net* net = n->net;
+            if (!net || !net->work_id) return;
+            uint8_t& marks = r.net_marks[net->work_id - 1];
+            if (marks & Reduction::VISITED) return;
+            marks |= Reduction::VISITED;
+            nets.push_back(net);
+        });
+    }
+    Reduction::Measure delta;
+    for (Net* net : nets) {
+        r.net_marks[net->work_id - 1] &= ~Reduction::VISITED;
+        bool whole = false;
+        for (const Node* n = net->nodes; n; n = n->next)
+            if (in_flip(n->inst, leader) && n->pin_type() != KW_INPUT) whole = !whole;
+        int straight = 0, inverted = 0;
+        for (const Node* n = net->nodes; n; n = n->next) {
+            if (!is_consumer(n)) continue;
+            int pol = whole ? -n->pol_a() : n->pol_a();
+            if (in_flip(n->inst, leader) && n->pin_type() == KW_INPUT) pol = -pol;
+            straight += pol == 1;
+            inverted += pol == -1;
+        }
+        const Reduction::Measure before = r.tally.net_measure<Reduction::Measure>(net);
+        const Reduction::Measure after =
+            r.tally.net_measure<Reduction::Measure>(net, straight, inverted);
+        delta.count += after.count - before.count;
+        delta.load += after.load - before.load;
+    }
+    return delta;
+}
+
 }  // namespace
 
 void sync_clusters(Reduction& r, Instance* g, ClusterSet set) {
@@ -178,16 +223,12 @@ Instance* find_indexed_cluster(Reduction& r, ClusterSet, Mode mode) {
         const uint32_t p = *x.untried.begin();
         x.untried.erase(x.untried.begin());
         Instance* leader = x.members[p];
-        r.quiet = true;
-        flip_gates(r, leader, &Instance::next_in_cluster);
-        const Reduction::Measure after{r.tally.count(), r.tally.load()};
+        const Reduction::Measure delta = flip_delta(r, leader);
+        const Reduction::Measure after{before.count + delta.count, before.load + delta.load};
         if (Reduction::accepts(mode, before, after)) {
-            r.quiet = false;
-            log_gate_nets(r, leader, &Instance::next_in_cluster);
+            flip_gates(r, leader, &Instance::next_in_cluster);
             return leader;
         }
-        flip_gates(r, leader, &Instance::next_in_cluster);
-        r.quiet = false;
         if (after.count == before.count && after.load < before.load) x.tie_wins.insert(p);
     }
 }

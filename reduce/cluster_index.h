@@ -37,6 +37,7 @@ struct ClusterIndex {
     std::set<uint32_t, std::greater<>> untried;
     std::set<uint32_t, std::greater<>> tie_wins;
     std::vector<uint8_t> taken;  // scratch of an update, by place
+    std::vector<Net*> nets;      // scratch of a trial
 };
 
 // `build_clusters` over the group's own nets (see `GroupNets`).

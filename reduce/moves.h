@@ -34,7 +34,7 @@ struct Reduction {
     // Nets whose polarities changed since they were last settled, and since
     // the cluster index last looked at them (indexed mode only). A trial
     // that is undone need not be logged: `quiet` suspends the logs.
-    enum : uint8_t { UNSETTLED = 1, UNCLUSTERED = 2 };
+    enum : uint8_t { UNSETTLED = 1, UNCLUSTERED = 2, VISITED = 4 };
     std::vector<uint8_t> net_marks = {};
     std::vector<Net*> unsettled = {};
     std::vector<Net*> unclustered = {};

@@ -33,6 +33,20 @@ class Tally {
         if (s.signal) add(s);
     }
 
+    // A tracked net's share of the totals, as it is or with other votes.
+    template <class M>
+    M net_measure(const Net* net) const {
+        const Slot& s = slots_[net->work_id - 1];
+        return net_measure<M>(net, s.straight, s.inverted);
+    }
+    template <class M>
+    M net_measure(const Net* net, int straight, int inverted) const {
+        const Slot& s = slots_[net->work_id - 1];
+        if (!s.signal) return {};
+        return {rule_inverters(s.rule, straight, inverted),
+                rule_inverted_load(s.rule, straight, inverted)};
+    }
+
     int count() const { return count_; }
     int load() const { return load_; }
     // The same values as `net_inverters` and `net_inverted_load`, from the
