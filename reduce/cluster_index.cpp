@@ -13,11 +13,6 @@ namespace {
 // Beyond this share of the group's members, rebuilding costs no more.
 constexpr std::size_t kRebuildShare = 4;
 
-bool is_candidate(Instance* leader, ClusterSet set) {
-    return leads_candidate(leader->cell(), set) &&
-           all_gates_flippable(leader, &Instance::next_in_cluster);
-}
-
 void reset_member(Instance* m) {
     m->cluster = m;
     m->next_cluster = m;  // the chain's tail while merging
@@ -85,8 +80,10 @@ void clear_log(Reduction& r) {
     r.unclustered.clear();
 }
 
+// Whether every gate can flip is asked only when the walk reaches the
+// cluster, which keeps the same candidates in the same order.
 void enlist(ClusterIndex& x, Instance* leader, ClusterSet set) {
-    if (is_candidate(leader, set)) x.untried.insert(x.pos.at(leader));
+    if (leads_candidate(leader->cell(), set)) x.untried.insert(x.pos.at(leader));
 }
 
 void rebuild(Reduction& r, Instance* g, ClusterSet set) {
@@ -223,6 +220,7 @@ Instance* find_indexed_cluster(Reduction& r, ClusterSet, Mode mode) {
         const uint32_t p = *x.untried.begin();
         x.untried.erase(x.untried.begin());
         Instance* leader = x.members[p];
+        if (!all_gates_flippable(leader, &Instance::next_in_cluster)) continue;
         const Reduction::Measure delta = flip_delta(r, leader);
         const Reduction::Measure after{before.count + delta.count, before.load + delta.load};
         if (Reduction::accepts(mode, before, after)) {
