@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "db/design.h"
+#include "driver/args.h"
 #include "driver/run.h"
 #include "netlist/loader.h"
 
@@ -54,17 +55,7 @@ Clock::time_point when(const StampedLines& out, const std::string& text, std::si
 void count_design(int argc, char** argv, long& cells, long& pins) {
     std::ostream quiet(nullptr);
     vorp::Design d(quiet);
-    // Load only: the words before "-w" name the design.
-    std::vector<const char*> words(argv + 1, argv + argc);
-    d.top_name = words[0];
-    vorp::DirEntry** tail = &d.read_dirs;
-    for (std::size_t i = 1; i < words.size() && std::string(words[i]) != "-w"; ++i) {
-        if (std::string(words[i]) == "-r" || words[i][0] == '-') continue;
-        auto* e = d.make<vorp::DirEntry>();
-        e->dir = d.copy_string(words[i]);
-        *tail = e;
-        tail = &e->next;
-    }
+    vorp::parse_args(d, argc - 1, argv + 1);
     vorp::load_design(d, d.top_name);
     for (vorp::Module* m = d.modules; m; m = m->next)
         for (vorp::Instance* i = m->insts; i; i = i->next) {
@@ -80,9 +71,19 @@ void count_design(int argc, char** argv, long& cells, long& pins) {
 
 }  // namespace
 
+int measure(int argc, char** argv);
+
 int main(int argc, char** argv) {
+    try {
+        return measure(argc, argv);
+    } catch (const vorp::Fatal& fault) {
+        return fault.status;  // the words were refused (usage printed nowhere)
+    }
+}
+
+int measure(int argc, char** argv) {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: vorp_stages [--read-only] <vorp words without -a/-f>\n");
+        std::fprintf(stderr, "usage: vorp_stages [--read-only] <vorp words>\n");
         return 2;
     }
     if (std::string(argv[1]) == "--read-only") {

@@ -29,14 +29,7 @@ void merge_along(ClusterSet set, const std::vector<Net*>& nets) {
             if (n->pol_a() != 1 || !n->inst || !in_cluster_set(n->inst->cell(), set)) continue;
             if (!n->inst->cluster) continue;
             Instance* other = root_of(n->inst, &Instance::cluster);
-            if (other == cur) continue;
-            Instance* keep = cur;
-            Instance* gone = other;
-            if (gone->cell() == CELL_PORT && keep->cell() != CELL_PORT) std::swap(keep, gone);
-            keep->next_cluster->next_in_cluster = gone;
-            keep->next_cluster = gone->next_cluster;
-            gone->cluster = keep;
-            cur = keep;
+            if (other != cur) cur = join_roots<&Instance::next_in_cluster>(cur, other);
         }
     }
 }

@@ -20,11 +20,6 @@ void for_each_member(Instance* g, F&& f) {
     for (Instance* m = g; m; m = m->next_in_group) f(m);
 }
 
-template <class F>
-void for_each_cluster_member(Instance* leader, F&& f) {
-    for (Instance* m = leader; m; m = m->next_in_cluster) f(m);
-}
-
 int local_count(const Reduction& r, Instance* m, int (Reduction::*measure)(const Net*) const) {
     int sum = 0;
     for_each_in_ring(m->node, [&](Node* n) { sum += (r.*measure)(n->net); });

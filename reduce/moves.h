@@ -5,6 +5,7 @@
 // applying it again.
 #pragma once
 
+#include <utility>
 #include <vector>
 
 #include "db/design.h"
@@ -92,6 +93,19 @@ void flip_gates(Reduction& r, Instance* leader, Instance* Instance::*next);
 void log_gate_nets(Reduction& r, Instance* leader, Instance* Instance::*next);
 // The root of a union-find kept in `parent`, halving the path on the way.
 Instance* root_of(Instance* m, Instance* Instance::*parent);
+
+// Join two union-find roots (parent in `cluster`, each root's chain tail in
+// `next_cluster`) the way `merge_groups` and `merge_clusters` join leaders:
+// a port-led root survives unless both are, otherwise `keep`; the other
+// chain follows the survivor's tail along `Next`. Returns the survivor.
+template <Instance* Instance::*Next>
+Instance* join_roots(Instance* keep, Instance* gone) {
+    if (gone->cell() == CELL_PORT && keep->cell() != CELL_PORT) std::swap(keep, gone);
+    keep->next_cluster->*Next = gone;
+    keep->next_cluster = gone->next_cluster;
+    gone->cluster = keep;
+    return keep;
+}
 
 void build_clusters(Reduction& r, Instance* g, ClusterSet set);
 Instance* merge_clusters(Reduction& r, Instance* a, Instance* b);

@@ -28,23 +28,6 @@ void make_groups(Module& top) {
         if (i->cell() != CELL_INV) make_group(top, i);
 }
 
-Instance* root_of(Instance* m) {
-    while (m->cluster != m) {
-        m->cluster = m->cluster->cluster;
-        m = m->cluster;
-    }
-    return m;
-}
-
-// `merge_groups` on two leaders: the same survivor and chain order.
-Instance* join_roots(Instance* keep, Instance* gone) {
-    if (gone->cell() == CELL_PORT && keep->cell() != CELL_PORT) std::swap(keep, gone);
-    keep->next_cluster->next_in_group = gone;
-    keep->next_cluster = gone->next_cluster;
-    gone->cluster = keep;
-    return keep;
-}
-
 void toggle_group_duals(Instance* g) {
     for (Instance* m = g; m; m = m->next_in_group)
         if (is_gate(m->cell())) m->toggle_dual();
@@ -107,11 +90,11 @@ void build_groups(Module& top) {
         if (!is_signal_net(net) || !net->source || !net->source->inst) continue;
         Instance* driver = net->source->inst;
         if (!driver->group) continue;
-        Instance* cur = root_of(driver);
+        Instance* cur = root_of(driver, &Instance::cluster);
         for (Node* n = net->nodes; n; n = n->next) {
             if (n->pinned() || !n->inst || !n->inst->group) continue;
-            Instance* other = root_of(n->inst);
-            if (other != cur) cur = join_roots(cur, other);
+            Instance* other = root_of(n->inst, &Instance::cluster);
+            if (other != cur) cur = join_roots<&Instance::next_in_group>(cur, other);
         }
     }
     Instance** link = &top.groups;
