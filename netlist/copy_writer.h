@@ -5,6 +5,7 @@
 #include <unordered_set>
 
 #include "db/design.h"
+#include "netlist/file_io.h"
 
 namespace vorp {
 
@@ -28,11 +29,20 @@ bool name_written(const char* name, const WrittenNames& names);
 void report_wrote(Design& d, const char* path);
 void report_open_failed(Design& d, const char* path);
 
+// The path of module `name`'s file in the write directory. A name that is no
+// file name is refused as a destination that cannot be opened: the message,
+// then Fatal{1}; nothing is opened.
+const char* destination_path(Design& d, const char* name, const char* ext);
+
+// Open `path` for writing and remove the temporary files that killed runs
+// left beside it. A failed open ends the run with the message (Fatal{1}).
+void open_destination(Design& d, OutputFile& out, const char* path, StaleTempFiles& stale);
+
 // Copy the input file of module `name` (a PCD file for kind 301, an NLD file
 // for 310 and 311; nothing for other kinds) from the first read or reference
 // directory holding it into the write directory. Ends the run with status 1
 // when the file is gone (no message) or the destination cannot be opened.
-void copy_module_file(Design& d, const char* name, int kind);
+void copy_module_file(Design& d, const char* name, int kind, StaleTempFiles& stale);
 
 // Write the input netlists unchanged (the fallback of every run that does
 // not rewrite). A failed open ends the run (Fatal{1}).

@@ -1,12 +1,14 @@
 #include "netlist/file_io.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 
 namespace vorp {
 
@@ -25,6 +27,34 @@ bool write_all(int fd, const char* data, std::size_t size) {
         size -= static_cast<std::size_t>(n);
     }
     return true;
+}
+
+constexpr std::string_view kTempMark = ".vorp-tmp-";
+
+// The process id that ends a temporary file's name, as `std::to_string`
+// writes it; 0 when the name ends otherwise.
+long temp_owner(std::string_view digits) {
+    if (digits.empty() || digits.size() > 9 || digits[0] == '0') return 0;
+    long pid = 0;
+    for (const char c : digits) {
+        if (c < '0' || c > '9') return 0;
+        pid = pid * 10 + (c - '0');
+    }
+    return pid;
+}
+
+bool process_ended(long pid) {
+    return ::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH;
+}
+
+// Our own process id names the file: one already there was left by an
+// earlier process of that id. Never opened through a link.
+int create_temp(const std::string& path) {
+    constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    int fd = ::open(path.c_str(), flags, 0666);
+    if (fd < 0 && errno == EEXIST && ::unlink(path.c_str()) == 0)
+        fd = ::open(path.c_str(), flags, 0666);
+    return fd;
 }
 
 }  // namespace
@@ -50,10 +80,10 @@ bool read_whole_file(const char* path, std::string& out) {
     return true;
 }
 
-bool same_file(const char* a, const char* b) {
+bool same_file(const char* source, const char* dest) {
     struct stat sa {
     }, sb{};
-    if (::stat(a, &sa) != 0 || ::stat(b, &sb) != 0) return false;
+    if (::stat(source, &sa) != 0 || ::lstat(dest, &sb) != 0) return false;
     return sa.st_dev == sb.st_dev && sa.st_ino == sb.st_ino;
 }
 
@@ -63,14 +93,16 @@ OutputFile::~OutputFile() {
 
 bool OutputFile::open(const char* path) {
     struct stat st {};
-    const bool exists = ::stat(path, &st) == 0;
+    // A link is replaced by the rename, whatever it points to.
+    const bool exists = ::lstat(path, &st) == 0 && !S_ISLNK(st.st_mode);
     if (exists && S_ISDIR(st.st_mode)) return false;
     // Opening for writing would refuse a file we may not write: so do we,
     // although the replacement by rename would pass.
     if (exists && ::access(path, W_OK) != 0) return false;
     path_ = path;
-    temp_path_ = path_ + ".vorp-tmp-" + std::to_string(::getpid());
-    fd_ = ::open(temp_path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    temp_path_ = path_;
+    temp_path_.append(kTempMark).append(std::to_string(::getpid()));
+    fd_ = create_temp(temp_path_);
     if (fd_ < 0) return false;
     if (exists) ::fchmod(fd_, st.st_mode & 07777);
     failed_ = false;
@@ -114,6 +146,34 @@ void OutputFile::discard() {
     ::close(fd_);
     fd_ = -1;
     ::unlink(temp_path_.c_str());
+}
+
+void StaleTempFiles::remove_beside(const char* path) {
+    const std::string_view whole(path);
+    const std::size_t slash = whole.rfind('/');
+    const std::string dir(slash == std::string_view::npos ? "." : whole.substr(0, slash));
+    const std::string file(whole.substr(slash == std::string_view::npos ? 0 : slash + 1));
+    const ByDestination& left = listing(dir);
+    const auto it = left.find(file);
+    if (it == left.end()) return;
+    for (const Left& temp : it->second)
+        if (temp.pid != ::getpid() && process_ended(temp.pid))
+            ::unlink((dir + "/" + temp.name).c_str());
+}
+
+const StaleTempFiles::ByDestination& StaleTempFiles::listing(const std::string& dir) {
+    const auto [at, fresh] = dirs_.try_emplace(dir);
+    if (!fresh) return at->second;
+    std::error_code ec;
+    for (std::filesystem::directory_iterator it(dir, ec), end; !ec && it != end; it.increment(ec)) {
+        std::string name = it->path().filename().string();
+        const std::size_t mark = name.rfind(kTempMark);
+        if (mark == std::string::npos || mark == 0) continue;
+        const long pid = temp_owner(std::string_view(name).substr(mark + kTempMark.size()));
+        if (pid == 0) continue;
+        at->second[name.substr(0, mark)].push_back(Left{std::move(name), pid});
+    }
+    return at->second;
 }
 
 }  // namespace vorp

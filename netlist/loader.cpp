@@ -25,6 +25,7 @@ using ModuleReader = Module* (*)(Design&, std::string_view);
 // is left in `cur_path`.
 Module* read_first(Design& d, const char* name, const DirEntry* dirs, const char* ext,
                    ModuleReader read, int kind) {
+    if (!names_a_file(name)) return nullptr;
     std::string text;
     for (const DirEntry* e = dirs; e; e = e->next) {
         d.cur_path = make_path(d, name, e->dir, ext);
@@ -124,6 +125,10 @@ Instance* copy_instance(Design& d, const Instance& source, Module* owner) {
 
 }  // namespace
 
+bool names_a_file(const char* name) {
+    return !name || !std::strchr(name, '/');
+}
+
 char* make_path(Design& d, const char* name, const char* dir, const char* ext) {
     std::string path;
     path.append(dir).append("/").append(name).append(".").append(ext);
@@ -209,7 +214,8 @@ void check_nets(Design& d, Module& m) {
 void load_design(Design& d, const char* top_name) {
     Module* top = nullptr;
     std::string text;
-    for (const DirEntry* e = d.read_dirs; e && !top; e = e->next) {
+    const DirEntry* dirs = names_a_file(top_name) ? d.read_dirs : nullptr;
+    for (const DirEntry* e = dirs; e && !top; e = e->next) {
         d.cur_path = make_path(d, top_name, e->dir, "nld");
         if (!read_whole_file(d.cur_path, text)) continue;
         top = read_nld(d, text);

@@ -10,6 +10,10 @@ namespace vorp {
 // run (Fatal{1}). Cost: linear in the size of the expanded design.
 void load_design(Design& d, const char* top_name);
 
+// False for a module name holding "/": joined to a directory it would reach
+// outside it, so it names no module file, to read or to write.
+bool names_a_file(const char* name);
+
 // "<dir>/<name>.<ext>" as a new string.
 char* make_path(Design& d, const char* name, const char* dir, const char* ext);
 

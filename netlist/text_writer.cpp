@@ -64,16 +64,10 @@ void write_gate_chain(OutputFile& out, const CellGroup* g) {
     }
 }
 
-void open_or_die(Design& d, OutputFile& out, const char* path) {
-    if (out.open(path)) return;
-    report_open_failed(d, path);
-    throw Fatal{1};
-}
-
-void write_module_file(Design& d, const Module& m, const char* name) {
-    const char* path = make_path(d, name, d.write_dirs->dir, "nld");
+void write_module_file(Design& d, const Module& m, const char* name, StaleTempFiles& stale) {
+    const char* path = destination_path(d, name, "nld");
     OutputFile out;
-    open_or_die(d, out, path);
+    open_destination(d, out, path, stale);
     write_module(out, d, m);
     out.commit();
     report_wrote(d, path);
@@ -119,15 +113,16 @@ void write_module(OutputFile& out, const Design& d, const Module& m) {
 }
 
 void write_reduced_design(Design& d) {
-    write_module_file(d, *d.top(), d.top_name);
+    StaleTempFiles stale;
+    write_module_file(d, *d.top(), d.top_name, stale);
     WrittenNames written;
     written.append(d, d.top_name);
     for (const Module* m = d.top()->next; m; m = m->next) {
         if (d.write_mode == 4) {
             if (m->kind() == MOD_NLD) {
-                if (m->inst && m->inst->kept()) write_module_file(d, *m, m->name);
+                if (m->inst && m->inst->kept()) write_module_file(d, *m, m->name, stale);
             } else if (m->kind() == MOD_REFERENCE && !name_written(m->name, written)) {
-                copy_module_file(d, m->name, MOD_REFERENCE);
+                copy_module_file(d, m->name, MOD_REFERENCE, stale);
                 written.append(d, m->name);
             }
         } else if (m->inst && m->inst->kept() && m->kind() != MOD_NLD) {
@@ -135,7 +130,7 @@ void write_reduced_design(Design& d) {
             // by several kept instances is copied once for each of them.
             const Instance* inst = m->inst;
             if (!name_written(inst->name, written)) {
-                copy_module_file(d, inst->module_name, inst->sub ? inst->sub->kind() : 0);
+                copy_module_file(d, inst->module_name, inst->sub ? inst->sub->kind() : 0, stale);
                 written.append(d, inst->module_name);
             }
         }

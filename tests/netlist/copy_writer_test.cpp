@@ -112,7 +112,8 @@ TEST(CopyWriter, WrittenNamesAreComparedExactly) {
 
 int copy_file(TestDesign& t, const char* name, int kind) {
     try {
-        copy_module_file(t.d, name, kind);
+        StaleTempFiles stale;
+        copy_module_file(t.d, name, kind, stale);
     } catch (const Fatal& f) {
         return f.status;
     }

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <string>
@@ -20,6 +22,21 @@ std::string big_binary_text() {
     for (std::size_t i = 0; text.size() < (3u << 20) + 17; ++i)
         text.push_back(static_cast<char>((i * 7919u) >> 3));
     return text;
+}
+
+namespace fs = std::filesystem;
+
+bool is_link(const std::string& path) {
+    return fs::is_symlink(fs::symlink_status(path));
+}
+
+// The id of a process that has ended: a child that exits at once, reaped.
+pid_t ended_process() {
+    const pid_t child = ::fork();
+    if (child == 0) ::_exit(0);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return child;
 }
 
 int regular_files_in(const std::string& dir) {
@@ -125,6 +142,81 @@ TEST(FileIo, OneOutputFileServesSeveralDestinations) {
     out.commit();
     EXPECT_EQ(read_file(dir.path() + "/a"), "first");
     EXPECT_EQ(read_file(dir.path() + "/b"), "second");
+}
+
+TEST(FileIo, SameFileDoesNotFollowALinkAtTheDestination) {
+    TempDir dir;
+    const std::string a = dir.write("a", "x");
+    fs::create_symlink(a, dir.path() + "/link");
+    EXPECT_FALSE(same_file(a.c_str(), (dir.path() + "/link").c_str()));
+    EXPECT_TRUE(same_file((dir.path() + "/link").c_str(), a.c_str()));
+}
+
+TEST(FileIo, LinksInTheDestinationsPlaceAreReplacedNotFollowed) {
+    TempDir dir;
+    const std::string target = dir.write("elsewhere/file", "outside");
+    ::chmod(target.c_str(), 0444);
+    const std::string to_file = dir.path() + "/w/to_file";
+    const std::string to_dir = dir.path() + "/w/to_dir";
+    const std::string dangling = dir.path() + "/w/dangling";
+    dir.mkdir("w");
+    fs::create_symlink(target, to_file);
+    fs::create_symlink(dir.path() + "/elsewhere", to_dir);
+    fs::create_symlink(dir.path() + "/elsewhere/new", dangling);
+    for (const std::string& path : {to_file, to_dir, dangling}) {
+        OutputFile out;
+        ASSERT_TRUE(out.open(path.c_str())) << path;
+        out.write("new");
+        out.commit();
+        EXPECT_FALSE(is_link(path)) << path;
+        EXPECT_EQ(read_file(path), "new") << path;
+    }
+    EXPECT_EQ(read_file(target), "outside");
+    EXPECT_EQ(regular_files_in(dir.path() + "/elsewhere"), 1);
+    struct stat st {};
+    ASSERT_EQ(::stat(to_file.c_str(), &st), 0);
+    EXPECT_NE(st.st_mode & 0200, 0u) << "the read-only target's mode is not taken over";
+}
+
+TEST(FileIo, ALinkUnderTheTemporaryNameIsNotWrittenThrough) {
+    TempDir dir;
+    const std::string target = dir.write("elsewhere", "outside");
+    const std::string path = dir.path() + "/out";
+    fs::create_symlink(target, path + ".vorp-tmp-" + std::to_string(::getpid()));
+    OutputFile out;
+    ASSERT_TRUE(out.open(path.c_str()));
+    out.write("new");
+    out.commit();
+    EXPECT_EQ(read_file(path), "new");
+    EXPECT_EQ(read_file(target), "outside");
+    EXPECT_EQ(regular_files_in(dir.path()), 2);
+}
+
+TEST(FileIo, StaleTemporaryFilesOfEndedProcessesAreRemoved) {
+    TempDir dir;
+    const std::string ended = std::to_string(ended_process());
+    const std::string lives = std::to_string(::getppid());
+    const std::string path = dir.write("w/a.nld", "old");
+    const std::vector<std::string> removed = {"a.nld.vorp-tmp-" + ended};
+    const std::vector<std::string> kept = {"a.nld.vorp-tmp-" + lives,
+                                           "a.nld.vorp-tmp-" + std::to_string(::getpid()),
+                                           "a.nld.vorp-tmp-" + ended + "x",
+                                           "a.nld.vorp-tmp-0" + ended,
+                                           "a.nld.vorp-tmp-0",
+                                           "a.nld.vorp-tmp-",
+                                           "a.nld.vorp-tmp--" + ended,
+                                           "b.nld.vorp-tmp-" + ended,
+                                           "xa.nld.vorp-tmp-" + ended,
+                                           "a.nld.vorp-tmp-" + ended + "0000000000"};
+    for (const auto& name : removed) dir.write("w/" + name, "left");
+    for (const auto& name : kept) dir.write("w/" + name, "left");
+    StaleTempFiles stale;
+    stale.remove_beside((dir.path() + "/w/b.pcd").c_str());
+    EXPECT_EQ(regular_files_in(dir.path() + "/w"), 12);
+    stale.remove_beside(path.c_str());
+    for (const auto& name : removed) EXPECT_FALSE(fs::exists(dir.path() + "/w/" + name)) << name;
+    for (const auto& name : kept) EXPECT_TRUE(fs::exists(dir.path() + "/w/" + name)) << name;
+    EXPECT_EQ(read_file(path), "old");
 }
 
 }  // namespace
