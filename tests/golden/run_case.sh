@@ -11,6 +11,8 @@
 # executable `setup` in the case folder runs in the fresh directory first.
 # An optional file `compare` names further directories of the case (one per
 # line) whose contents after the run must equal `expected/<directory>`.
+# VORP_WRAP, when set, names a program that runs vorp: it is given the vorp
+# binary and the words.
 set -u
 vorp=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
 case_dir=$(cd "$2" && pwd) || exit 2
@@ -27,7 +29,11 @@ set --
 if [ -s args ]; then
   while IFS= read -r word || [ -n "$word" ]; do set -- "$@" "$word"; done < args
 fi
-"$vorp" "$@" 2> stderr.txt
+if [ -n "${VORP_WRAP:-}" ]; then
+  sh "$VORP_WRAP" "$vorp" "$@" 2> stderr.txt
+else
+  "$vorp" "$@" 2> stderr.txt
+fi
 status=$?
 # An optional sed script `stderr.sed` masks what changes from run to run
 # (the record addresses of a net dump) before the comparison.
