@@ -2,7 +2,8 @@
 // afterwards be as it was before the run (absent or the old text) or the
 // complete new file, byte for byte equal to an undisturbed run's, never a
 // truncated one. The kill moments are random, most of them aimed at the
-// writing itself (after the first temporary output file appears).
+// writing itself (after the first temporary output file appears). The
+// temporary file that a killed run leaves is removed by the next run.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -135,6 +136,48 @@ TEST(KilledRun, ReducedDesignFilesAreOldOrComplete) {
 
 TEST(KilledRun, CopiedFilesAreOldOrComplete) {
     kill_while_writing(0);
+}
+
+std::vector<std::string> temporaries_in(const std::string& dir) {
+    std::vector<std::string> names;
+    for (const auto& e : fs::directory_iterator(dir)) {
+        std::string name = e.path().filename().string();
+        if (is_temporary(name)) names.push_back(std::move(name));
+    }
+    return names;
+}
+
+// The next run that writes a destination removes the temporary file that a
+// killed run left beside it; not one whose process still runs, nor a file
+// of any other name.
+TEST(KilledRun, NextRunRemovesTheTemporaryFileLeftBeside) {
+    TempDir dir;
+    write_design(dir, 2, 50000);
+    const std::string out = dir.mkdir("out");
+    const std::vector<std::string> words = {"top", dir.path() + "/r", "-w", out};
+    const std::string err_path = dir.path() + "/err.txt";
+    std::vector<std::string> left;
+    for (int attempt = 0; attempt < 20 && left.empty(); ++attempt) {
+        const pid_t child = start_program(vorp_program(), words, err_path);
+        if (wait_for_writing(child, out)) ::kill(child, SIGKILL);
+        wait_program(child, err_path);
+        left = temporaries_in(out);
+    }
+    ASSERT_EQ(left.size(), 1u) << "no run was killed while writing";
+    const std::string killed = left[0];
+    const std::string destination = killed.substr(0, killed.find(".vorp-tmp-"));
+    const std::string pid = killed.substr(destination.size() + 10);
+    const std::vector<std::string> kept = {
+        destination + ".vorp-tmp-" + std::to_string(::getpid()),  // this process lives
+        killed + ".old", "other.nld.vorp-tmp-" + pid, destination + ".vorp-tmp-0" + pid};
+    for (const auto& name : kept) dir.write("out/" + name, "not vorp's to remove\n");
+
+    const Outcome o = run_program(vorp_program(), words);
+    ASSERT_EQ(o.status, 0) << o.err;
+    EXPECT_FALSE(fs::exists(out + "/" + killed)) << killed;
+    for (const auto& name : kept)
+        EXPECT_EQ(read_file(out + "/" + name), "not vorp's to remove\n") << name;
+    EXPECT_EQ(temporaries_in(out).size(), kept.size());
 }
 
 }  // namespace
