@@ -150,6 +150,18 @@ TEST(CopyWriter, CopyModuleFileByKind) {
     EXPECT_EQ(t.err.str(), "");
 }
 
+TEST(CopyWriter, ANameWithASlashIsNoDestination) {
+    TestDesign t;
+    t.add_read_dir("r");
+    t.load({{"r/top.nld", "(def-module top)\n"}, {"r/lib/p.nld", "(def-module p)\n"}});
+    t.dir.mkdir("out/lib");
+    const std::string out = t.dir.path() + "/out";
+    t.err.str("");
+    EXPECT_EQ(copy_file(t, "lib/p", MOD_NLD), 1);
+    EXPECT_EQ(t.err.str(), "Could not open " + out + "/lib/p.nld\n");
+    EXPECT_TRUE(std::filesystem::is_empty(out + "/lib"));
+}
+
 TEST(CopyWriter, TopMissingFromTheReadDirectoriesEndsSilently) {
     TestDesign t;
     t.add_read_dir("r");
