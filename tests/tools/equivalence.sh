@@ -109,6 +109,8 @@ start=$(date +%s)
   for case_dir in "$src"/tests/golden/*/; do
     [ -f "$case_dir/args" ] && [ "$first" = 1 ] || continue
     grep -q "^Start to write NLD files$" "$case_dir/expected/stderr" || continue
+    # A module named with "/" names no file: its reduced design is not written.
+    grep -rqs '(def-module[[:space:]]*[^[:space:]()]*/' "$case_dir" && continue
     echo "golden $(basename "$case_dir")"
   done
   for ((s = first; s < first + count; s++)); do echo "generated $s"; done

@@ -40,6 +40,8 @@ round_trip() {
 for case_dir in "$src"/tests/golden/*/; do
   [ -f "$case_dir/args" ] || continue
   grep -q "^Start inverter reduction$\|^There are 0 inverters$" "$case_dir/expected/stderr" || continue
+  # A module named with "/" names no NLD file: it cannot come back as one.
+  grep -rqs '(def-module[[:space:]]*[^[:space:]()]*/' "$case_dir" && continue
   name=$(basename "$case_dir")
   rm -rf "$work/case"; cp -R "$case_dir" "$work/case"
   [ -f "$work/case/setup" ] && (cd "$work/case" && sh ./setup)
