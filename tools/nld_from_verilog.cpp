@@ -59,11 +59,31 @@ std::string bit_name(const std::string& name, const Range& r, int index) {
     return r.vector ? name + "[" + std::to_string(index) + "]" : name;
 }
 
+// What the modules of a design know of each other and of the library, and
+// what the conversion found out about the library cells it met.
+struct DesignContext {
+    std::map<std::string, std::map<std::string, Range>> port_ranges;
+    std::map<std::string, std::vector<std::string>> port_order;  // header order
+    const CellLibrary& library;
+    std::map<std::string, CellKind> used;  // cell types met, with their NLD form
+    std::set<std::string> black_box_cells;
+    std::map<std::string, int> black_boxes;
+    std::string instances;  // the "inst" lines of the pin map
+};
+
+// What an instance's type is: an NLD cell, or a module or black box with
+// ports; `order` gives the pins for connections by position.
+struct Target {
+    std::optional<CellKind> cell;
+    const std::map<std::string, Range>* ports = nullptr;
+    std::vector<std::string> order;
+    std::string nld_type;
+};
+
 class ModuleConverter {
    public:
-    ModuleConverter(const Module& m,
-                    const std::map<std::string, std::map<std::string, Range>>& port_ranges)
-        : m_(m), port_ranges_(port_ranges) {}
+    ModuleConverter(const Module& m, DesignContext& context)
+        : m_(m), port_ranges_(context.port_ranges), context_(context) {}
 
     NldFile convert();
 
@@ -84,11 +104,16 @@ class ModuleConverter {
     void join(int a, int b, int line);
     void assign(const Statement& s);
     void instance(const Statement& s);
+    Target target(const Statement& s);
+    std::optional<Target> library_target(const Statement& s);
+    std::vector<std::string> pins_of(const Statement& s, const Target& t, const Connection& c,
+                                     std::size_t position);
     std::string header_text() const;
     std::string text();
 
     const Module& m_;
     const std::map<std::string, std::map<std::string, Range>>& port_ranges_;
+    DesignContext& context_;
     std::map<std::string, Signal> signals_;
     std::vector<std::string> order_;  // signal names in first-declaration order
     std::vector<Bit> bits_;
@@ -218,6 +243,80 @@ void ModuleConverter::assign(const Statement& s) {
     for (std::size_t i = 0; i < lhs.size(); ++i) join(lhs[i], rhs[i], s.line);
 }
 
+// A Liberty cell: its NLD cell, or a black box whose pins are its ports.
+std::optional<Target> ModuleConverter::library_target(const Statement& s) {
+    const auto it = context_.library.find(s.type);
+    if (it == context_.library.end()) return std::nullopt;
+    const liberty::CellMapping& m = it->second;
+    Target t;
+    t.order = m.pin_order;
+    CellKind kind{m.black_box() ? s.type : m.nld_cell, {}};
+    for (const auto& [lib_pin, nld_pin] : m.pins) kind.pins[lib_pin] = nld_pin;
+    context_.used.emplace(s.type, kind);
+    context_.instances += "inst " + m_.name + " " + s.name + " " + s.type + "\n";
+    if (m.black_box()) {
+        if (!nld_name_ok(s.type) || names_a_cell(s.type))
+            fail(s.line, "library cell '" + s.type + "' cannot be a black box in NLD");
+        for (const std::string& pin : m.pin_order)
+            if (!nld_name_ok(pin))
+                fail(s.line,
+                     "pin '" + pin + "' of library cell '" + s.type + "' cannot be written in NLD");
+        ++context_.black_boxes[s.type];
+        context_.black_box_cells.insert(s.type);
+        t.ports = &context_.port_ranges[s.type];
+        t.nld_type = s.type;
+        return t;
+    }
+    t.cell = kind;
+    t.nld_type = kind.nld_cell;
+    return t;
+}
+
+Target ModuleConverter::target(const Statement& s) {
+    if (auto t = library_target(s)) return *t;
+    Target t;
+    t.cell = find_cell(s.type);
+    if (t.cell) {
+        if (s.by_position)
+            fail(s.line, "the pin order of '" + s.type + "' is not known: connect it by name");
+        context_.used.emplace(s.type, *t.cell);
+        context_.instances += "inst " + m_.name + " " + s.name + " " + s.type + "\n";
+        t.nld_type = t.cell->nld_cell;
+        return t;
+    }
+    if (names_a_cell(s.type)) fail(s.line, "'" + s.type + "' is not a cell of the library");
+    auto it = port_ranges_.find(s.type);
+    if (it == port_ranges_.end())
+        fail(s.line, s.type[0] == '$'
+                         ? "yosys cell '" + s.type + "' is outside the supported subset"
+                         : "unknown cell or module '" + s.type + "'");
+    t.ports = &it->second;
+    t.order = context_.port_order[s.type];
+    t.nld_type = s.type;
+    return t;
+}
+
+// The NLD pins that a connection reaches, one per bit.
+std::vector<std::string> ModuleConverter::pins_of(const Statement& s, const Target& t,
+                                                  const Connection& c, std::size_t position) {
+    std::string pin = c.pin;
+    if (s.by_position) {
+        if (position >= t.order.size())
+            fail(c.line, "'" + s.type + "' has " + std::to_string(t.order.size()) + " pins");
+        pin = t.order[position];
+    }
+    if (t.cell) {
+        auto p = t.cell->pins.find(pin);
+        if (p == t.cell->pins.end()) fail(c.line, "'" + s.type + "' has no pin '" + pin + "'");
+        return {p->second};
+    }
+    auto p = t.ports->find(pin);
+    if (p == t.ports->end()) fail(c.line, "module '" + s.type + "' has no port '" + pin + "'");
+    std::vector<std::string> pins;
+    for (int i : p->second.indexes()) pins.push_back(bit_name(pin, p->second, i));
+    return pins;
+}
+
 void ModuleConverter::instance(const Statement& s) {
     if (!nld_name_ok(s.name))
         fail(s.line, "instance name '" + s.name + "' cannot be written in NLD");
@@ -227,39 +326,19 @@ void ModuleConverter::instance(const Statement& s) {
     if (!inst_index_.emplace(s.name, static_cast<int>(insts_.size())).second)
         fail(s.line, "instance '" + s.name + "' is declared twice");
     const int index = static_cast<int>(insts_.size());
-    const std::optional<CellKind> cell = find_cell(s.type);
-    const std::map<std::string, Range>* ports = nullptr;
-    if (!cell) {
-        if (names_a_cell(s.type)) fail(s.line, "'" + s.type + "' is not a cell of the library");
-        auto it = port_ranges_.find(s.type);
-        if (it == port_ranges_.end())
-            fail(s.line, s.type[0] == '$'
-                             ? "yosys cell '" + s.type + "' is outside the supported subset"
-                             : "unknown cell or module '" + s.type + "'");
-        ports = &it->second;
-    }
-    insts_.push_back(Inst{cell ? cell->nld_cell : s.type, s.name});
+    const Target t = target(s);
+    insts_.push_back(Inst{t.nld_type, s.name});
     std::set<std::string> seen;
-    for (const Connection& c : s.connections) {
-        if (!seen.insert(c.pin).second) fail(c.line, "pin '" + c.pin + "' is connected twice");
-        std::vector<std::string> pins;
-        Range range;
-        if (cell) {
-            auto p = cell->pins.find(c.pin);
-            if (p == cell->pins.end()) fail(c.line, "'" + s.type + "' has no pin '" + c.pin + "'");
-            pins.push_back(p->second);
-        } else {
-            auto p = ports->find(c.pin);
-            if (p == ports->end())
-                fail(c.line, "module '" + s.type + "' has no port '" + c.pin + "'");
-            range = p->second;
-            for (int i : range.indexes()) pins.push_back(bit_name(c.pin, range, i));
-        }
+    for (std::size_t k = 0; k < s.connections.size(); ++k) {
+        const Connection& c = s.connections[k];
+        const std::vector<std::string> pins = pins_of(s, t, c, k);
+        const std::string pin = s.by_position ? t.order[k] : c.pin;
+        if (!seen.insert(pin).second) fail(c.line, "pin '" + pin + "' is connected twice");
         if (c.expr.empty()) continue;
         const std::vector<int> bits = bits_of(c.expr, static_cast<int>(pins.size()), true, c.line);
-        for (std::size_t k = 0; k < bits.size(); ++k) {
-            mention(bits[k]);
-            pins_of_bit_[bits[k]].push_back(PinNode{index, pins[k], ++clock_});
+        for (std::size_t b = 0; b < bits.size(); ++b) {
+            mention(bits[b]);
+            pins_of_bit_[bits[b]].push_back(PinNode{index, pins[b], ++clock_});
         }
     }
 }
@@ -360,25 +439,72 @@ NldFile ModuleConverter::convert() {
 
 }  // namespace
 
-std::vector<NldFile> convert_modules(const std::vector<Module>& modules) {
+namespace {
+
+const char* pin_direction(int d) {
+    return d == 0 ? "input" : d == 1 ? "output" : "bidirect";
+}
+
+// The ports of every black-box cell, and its PCD interface.
+void add_black_boxes(DesignContext& c, std::vector<NldFile>& files) {
+    for (const std::string& cell : c.black_box_cells) {
+        const liberty::CellMapping& m = c.library.at(cell);
+        std::string text = "(def-module " + cell + "\n";
+        for (const std::string& pin : m.pin_order) {
+            text += " (def-pin " + pin + " type " + pin_direction(m.directions.at(pin)) + ")\n";
+        }
+        files.push_back(NldFile{cell, true, text + ")\n"});
+    }
+}
+
+std::string pin_map(const DesignContext& c) {
+    std::string out;
+    for (const auto& [type, kind] : c.used) {
+        const bool black_box = c.black_box_cells.count(type) > 0;
+        out += "cell " + type + " " + (black_box ? "*" : kind.nld_cell);
+        const auto lib = c.library.find(type);
+        if (lib != c.library.end()) {
+            for (const auto& [lib_pin, nld_pin] : lib->second.pins)
+                out += " " + lib_pin + "=" + nld_pin;
+        } else {
+            for (const auto& [pin, nld_pin] : kind.pins) out += " " + pin + "=" + nld_pin;
+        }
+        out += "\n";
+    }
+    return out + c.instances;
+}
+
+}  // namespace
+
+Conversion convert_design(const std::vector<Module>& modules, const CellLibrary& library) {
     std::map<std::string, const Module*> all;
-    std::map<std::string, std::map<std::string, Range>> port_ranges;
+    DesignContext context{{}, {}, library, {}, {}, {}, ""};
+    for (const auto& [name, m] : library)
+        for (const std::string& pin : m.pin_order) context.port_ranges[name][pin] = Range{};
     for (const Module& m : modules) {
         if (!nld_name_ok(m.name) || m.name.find('/') != std::string::npos)
             throw VerilogError(m.file, m.line,
                                "module name '" + m.name + "' cannot be an NLD file");
-        if (names_a_cell(m.name))
+        if (names_a_cell(m.name) || library.count(m.name))
             throw VerilogError(m.file, m.line,
                                "module '" + m.name + "' has the name of a library cell");
         if (!all.emplace(m.name, &m).second)
             throw VerilogError(m.file, m.line, "module '" + m.name + "' is defined twice");
-        auto& ranges = port_ranges[m.name];
+        auto& ranges = context.port_ranges[m.name];
         for (const Declaration& d : m.declarations)
             if (d.direction != Direction::Wire) ranges[d.name] = d.range;
+        context.port_order[m.name] = m.header;
     }
-    std::vector<NldFile> out;
-    for (const Module& m : modules) out.push_back(ModuleConverter(m, port_ranges).convert());
+    Conversion out;
+    for (const Module& m : modules) out.files.push_back(ModuleConverter(m, context).convert());
+    add_black_boxes(context, out.files);
+    out.black_boxes = context.black_boxes;
+    if (!library.empty()) out.pin_map = pin_map(context);
     return out;
+}
+
+std::vector<NldFile> convert_modules(const std::vector<Module>& modules) {
+    return convert_design(modules, {}).files;
 }
 
 }  // namespace vorp::verilog

@@ -19,9 +19,11 @@
 // union of signals, plus sorting the nets and nodes.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
+#include "tools/liberty_cells.h"
 #include "tools/verilog_reader.h"
 
 namespace vorp::verilog {
@@ -32,7 +34,25 @@ struct NldFile {
     std::string text;
 };
 
+// The cells of the Liberty libraries given, by name.
+using CellLibrary = std::map<std::string, liberty::CellMapping>;
+
+struct Conversion {
+    std::vector<NldFile> files;
+    std::map<std::string, int> black_boxes;  // library cell -> instances
+    // When library cells are used: for each cell type used, its NLD cell and
+    // pins ("cell NAND2_X1 nand--2 A1=in0 A2=in1 ZN=nout", "*" for a black
+    // box), then every instance of a cell with its type ("inst top u1
+    // NAND2_X1"), so that the way back to the library is exact.
+    std::string pin_map;
+};
+
 // Throws VerilogError for anything outside the subset, naming file and line.
+// An instance of a library cell becomes its NLD cell; one of a cell that is
+// no NLD kind becomes an instance of a black box, written as a PCD file.
+Conversion convert_design(const std::vector<Module>& modules, const CellLibrary& library);
+
+// The same without a library.
 std::vector<NldFile> convert_modules(const std::vector<Module>& modules);
 
 }  // namespace vorp::verilog

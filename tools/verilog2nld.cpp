@@ -1,10 +1,13 @@
 // Converts structural gate-level Verilog (as yosys's write_verilog or
 // nld2verilog write it) into one NLD file per module, for vorp to read.
 //
-//   verilog2nld [-o <dir>] <file.v> ...
+//   verilog2nld [-o <dir>] [--liberty <lib> ...] <file.v> ...
 //
 // Files go to <dir> (default: the current directory) as <module>.nld, or
-// <module>.pcd for a (* blackbox *) module. On any error nothing is written:
+// <module>.pcd for a (* blackbox *) module. With --liberty, instances of the
+// library's cells become NLD cells (by the cells' logic) or black boxes
+// (<cell>.pcd), and <dir>/liberty.map records each instance's library cell
+// and pins for nld2verilog --liberty. On any error nothing is written:
 // the message names the file, the line and the construct, and the status
 // is 1. Every file is first written whole beside its destination, then all
 // are renamed into place.
@@ -17,6 +20,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/liberty_cells.h"
+#include "tools/liberty_reader.h"
 #include "tools/nld_from_verilog.h"
 #include "tools/verilog_reader.h"
 
@@ -25,9 +30,12 @@ namespace {
 using namespace vorp::verilog;
 
 int usage() {
-    std::cerr << "usage: verilog2nld [-o <dir>] <file.v> ...\n";
+    std::cerr << "usage: verilog2nld [-o <dir>] [--liberty <lib> ...] <file.v> ...\n";
     return 2;
 }
+
+// The pin map file, written with the NLD files.
+constexpr const char* kPinMap = "liberty.map";
 
 bool read_text(const std::string& path, std::string& text) {
     std::ifstream f(path, std::ios::binary);
@@ -40,14 +48,13 @@ bool read_text(const std::string& path, std::string& text) {
 
 // Write every file under a temporary name, then rename them all; on a
 // failure remove what was written so far.
-bool write_all(const std::string& dir, const std::vector<NldFile>& files) {
+bool write_all(const std::vector<std::pair<std::string, std::string>>& files) {
     std::vector<std::pair<std::string, std::string>> done;  // temporary, final
     bool ok = true;
-    for (const NldFile& f : files) {
-        const std::string final_path = dir + "/" + f.module + (f.interface_only ? ".pcd" : ".nld");
+    for (const auto& [final_path, text] : files) {
         const std::string temp = final_path + ".tmp" + std::to_string(getpid());
         std::ofstream out(temp, std::ios::binary);
-        out << f.text;
+        out << text;
         out.close();
         done.emplace_back(temp, final_path);
         if (!out) {
@@ -66,15 +73,42 @@ bool write_all(const std::string& dir, const std::vector<NldFile>& files) {
     return ok;
 }
 
+std::vector<std::pair<std::string, std::string>> output_files(const std::string& dir,
+                                                              const Conversion& c) {
+    std::vector<std::pair<std::string, std::string>> out;
+    for (const NldFile& f : c.files)
+        out.emplace_back(dir + "/" + f.module + (f.interface_only ? ".pcd" : ".nld"), f.text);
+    if (!c.pin_map.empty())
+        out.emplace_back(
+            dir + "/" + kPinMap,
+            "# verilog2nld: library cells, their NLD pins and instances\n" + c.pin_map);
+    return out;
+}
+
+void report_black_boxes(const std::map<std::string, int>& black_boxes) {
+    if (black_boxes.empty()) return;
+    int total = 0;
+    std::string list;
+    for (const auto& [cell, count] : black_boxes) {
+        total += count;
+        list += " " + cell + " (" + std::to_string(count) + ")";
+    }
+    std::cerr << "verilog2nld: " << total << " instance" << (total == 1 ? "" : "s") << " of "
+              << black_boxes.size() << " cell" << (black_boxes.size() == 1 ? "" : "s")
+              << " of no NLD kind became black boxes:" << list << "\n";
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     std::string dir = ".";
-    std::vector<std::string> inputs;
+    std::vector<std::string> inputs, libraries;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         if (a == "-o" && i + 1 < argc)
             dir = argv[++i];
+        else if (a == "--liberty" && i + 1 < argc)
+            libraries.push_back(argv[++i]);
         else if (!a.empty() && a[0] == '-')
             return usage();
         else
@@ -82,6 +116,18 @@ int main(int argc, char** argv) {
     }
     if (inputs.empty()) return usage();
     try {
+        CellLibrary cells;
+        std::vector<vorp::liberty::Library> libs;
+        for (const std::string& path : libraries) {
+            std::string text;
+            if (!read_text(path, text)) {
+                std::cerr << "verilog2nld: cannot read " << path << "\n";
+                return 1;
+            }
+            libs.push_back(vorp::liberty::read_liberty(path, text));
+        }
+        for (vorp::liberty::CellMapping& m : vorp::liberty::map_libraries(libs))
+            cells[m.cell] = std::move(m);
         std::vector<Module> modules;
         for (const std::string& path : inputs) {
             std::string text;
@@ -91,8 +137,11 @@ int main(int argc, char** argv) {
             }
             for (Module& m : read_verilog(path, text)) modules.push_back(std::move(m));
         }
-        return write_all(dir, convert_modules(modules)) ? 0 : 1;
-    } catch (const VerilogError& e) {
+        const Conversion c = convert_design(modules, cells);
+        if (!write_all(output_files(dir, c))) return 1;
+        report_black_boxes(c.black_boxes);
+        return 0;
+    } catch (const std::runtime_error& e) {
         std::cerr << "verilog2nld: " << e.what() << "\n";
         return 1;
     }

@@ -214,7 +214,11 @@ class Parser {
     int integer();
 
     Module module();
+    bool is_direction() const { return is_word("input") || is_word("output") || is_word("inout"); }
+    Direction direction();
+    void ansi_header(Module& m);
     void declaration(Module& m, Direction d);
+    void connections(Statement& s);
     void assign_statement(Module& m);
     void instance_statement(Module& m);
     Range range();
@@ -271,12 +275,13 @@ Module Parser::module() {
     if (is("#")) fail("module parameters are outside the supported subset");
     if (is("(")) {
         advance();
-        if (is_word("input") || is_word("output") || is_word("inout"))
-            fail("port declarations in the module header are outside the supported subset");
-        while (!is(")")) {
-            if (!m.header.empty()) expect(",");
-            m.header.push_back(identifier("a port name"));
-        }
+        if (is_direction())
+            ansi_header(m);
+        else
+            while (!is(")")) {
+                if (!m.header.empty()) expect(",");
+                m.header.push_back(identifier("a port name"));
+            }
         advance();
     }
     expect(";");
@@ -305,6 +310,34 @@ Module Parser::module() {
         } else {
             instance_statement(m);
         }
+    }
+}
+
+Direction Parser::direction() {
+    const Direction d = is_word("input")    ? Direction::Input
+                        : is_word("output") ? Direction::Output
+                                            : Direction::Inout;
+    advance();
+    if (is_word("wire")) advance();
+    if (is_word("signed") || is_word("reg"))
+        fail("'" + tok_.text + "' is outside the supported subset");
+    return d;
+}
+
+// (input a, b, output [3:0] y, ...): a name without a direction takes the
+// direction and range of the name before it.
+void Parser::ansi_header(Module& m) {
+    Direction d = Direction::Input;
+    Range r;
+    while (!is(")")) {
+        if (!m.header.empty()) expect(",");
+        const int line = tok_.line;
+        if (is_direction()) {
+            d = direction();
+            r = range();
+        }
+        m.header.push_back(identifier("a port name"));
+        m.declarations.push_back(Declaration{m.header.back(), d, r, line, position_++});
     }
 }
 
@@ -379,22 +412,32 @@ void Parser::instance_statement(Module& m) {
         s.name = identifier("an instance name");
         if (is("[")) fail("instance arrays are outside the supported subset");
         expect("(");
-        while (!is(")")) {
-            if (!s.connections.empty()) expect(",");
-            if (!is(".")) fail("connections by position are outside the supported subset");
-            advance();
-            Connection c;
-            c.line = tok_.line;
+        connections(s);
+        m.statements.push_back(std::move(s));
+        if (is(";")) break;
+        expect(",");
+    }
+    advance();
+}
+
+// Named, .A(x), or by position, (x, , y): an empty one leaves its pin open.
+void Parser::connections(Statement& s) {
+    s.by_position = !is(".") && !is(")");
+    for (bool first = true; !is(")"); first = false) {
+        if (!first) expect(",");
+        Connection c;
+        c.line = tok_.line;
+        if (s.by_position) {
+            if (is(".")) fail("named and positional connections are mixed");
+            if (!is(",") && !is(")")) c.expr = expression();
+        } else {
+            expect(".");
             c.pin = identifier("a pin name");
             expect("(");
             if (!is(")")) c.expr = expression();
             expect(")");
-            s.connections.push_back(std::move(c));
         }
-        advance();
-        m.statements.push_back(std::move(s));
-        if (is(";")) break;
-        expect(",");
+        s.connections.push_back(std::move(c));
     }
     advance();
 }

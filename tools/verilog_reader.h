@@ -1,8 +1,9 @@
-// Reads the structural subset of Verilog that yosys's write_verilog and
-// nld2verilog produce: non-ANSI module headers, input/output/inout/wire
-// declarations with optional ranges, `assign` of wires, bit-selects,
-// part-selects, concatenations and sized constants, and instances with named
-// connections. Anything else is refused with a VerilogError naming the file,
+// Reads the structural subset of Verilog that yosys's write_verilog,
+// nld2verilog and gate-level flows produce: module headers with port names or
+// with ANSI port declarations, input/output/inout/wire declarations with
+// optional ranges, `assign` of wires, bit-selects, part-selects,
+// concatenations and sized constants, and instances with named connections
+// or connections by position. Anything else is refused with a VerilogError naming the file,
 // the line and the construct. Attributes are skipped, except that
 // (* blackbox *) marks the module that follows as an interface only.
 //
@@ -55,8 +56,8 @@ struct Declaration {
 };
 
 struct Connection {
-    std::string pin;
-    Expr expr;  // empty for an open pin: .A()
+    std::string pin;  // empty for a connection by position
+    Expr expr;        // empty for an open pin: .A()
     int line = 0;
 };
 
@@ -66,6 +67,7 @@ struct Statement {
     int position = 0;
     Expr lhs, rhs;           // assign
     std::string type, name;  // instance
+    bool by_position = false;
     std::vector<Connection> connections;
 };
 

@@ -324,7 +324,7 @@ TEST(Verilog2Nld, RefusesWhatLiesOutsideTheSubsetNamingFileAndLine) {
         {"assign y = a & a;", "t.v:4: expression operator '&' is outside the supported subset"},
         {"assign y = {2{a}};", "t.v:4: replication is outside the supported subset"},
         {"assign #1 y = a;", "t.v:4: assignment delays are outside the supported subset"},
-        {"\\$_NOT_ g (a, y);", "t.v:4: connections by position are outside the supported subset"},
+        {"\\$_NOT_ g (a, y);", "t.v:4: the pin order of '$_NOT_' is not known: connect it by name"},
         {"\\$_NOT_ #(1) g (.A(a));", "t.v:4: instance parameters are outside the supported subset"},
         {"\\$_NOT_ g [1:0] (.A(a));", "t.v:4: instance arrays are outside the supported subset"},
         {"\\$_MUX_ g (.A(a));", "t.v:4: yosys cell '$_MUX_' is outside the supported subset"},
@@ -372,13 +372,36 @@ TEST(Verilog2Nld, RefusesWhatLiesOutsideTheSubsetNamingFileAndLine) {
     }
 }
 
+TEST(Verilog2Nld, AnsiHeadersDeclareThePorts) {
+    EXPECT_EQ(nld("module top(input a, b, input wire [1:0] c,\n output y, inout z);\nendmodule\n"),
+              nld("module top(a, b, c, y, z);\n input a, b;\n input [1:0] c;\n output y;\n"
+                  " inout z;\nendmodule\n"));
+}
+
+TEST(Verilog2Nld, ConnectionsByPositionFollowTheModuleHeader) {
+    const std::string sub = "module s(output y, input [1:0] a, input b);\nendmodule\n";
+    EXPECT_EQ(nld(sub + "module top(input p, q, r, output o);\n s u (o, {p, q}, r);\nendmodule\n"),
+              nld(sub + "module top(input p, q, r, output o);\n s u (.b(r), .a({p, q}), .y(o));\n"
+                        "endmodule\n"));
+    EXPECT_EQ(nld(sub + "module top(input p, output o);\n s u (o, , p);\nendmodule\n"),
+              nld(sub + "module top(input p, output o);\n s u (.y(o), .b(p));\nendmodule\n"));
+    EXPECT_EQ(refusal(sub + "module top(input p, output o);\n s u (o, {p, p}, p, p);\nendmodule\n"),
+              "t.v:4: 's' has 3 pins");
+    EXPECT_EQ(refusal(sub + "module top(input p);\n s u (p, .b(p));\nendmodule\n"),
+              "t.v:4: named and positional connections are mixed");
+}
+
 TEST(Verilog2Nld, RefusesBadModules) {
     EXPECT_EQ(refusal("module top(a);\nendmodule\n"),
               "t.v:1: port 'a' has no input, output or inout declaration");
     EXPECT_EQ(refusal("module top(a, a);\n input a;\nendmodule\n"),
               "t.v:1: port 'a' is listed twice");
-    EXPECT_EQ(refusal("module top(input a);\nendmodule\n"),
-              "t.v:1: port declarations in the module header are outside the supported subset");
+    EXPECT_EQ(refusal("module top(input a, input a);\nendmodule\n"),
+              "t.v:1: port 'a' is declared twice");
+    EXPECT_EQ(refusal("module top(input a, [1:0] b);\nendmodule\n"),
+              "t.v:1: expected a port name, found '['");
+    EXPECT_EQ(refusal("module top(input reg a);\nendmodule\n"),
+              "t.v:1: 'reg' is outside the supported subset");
     EXPECT_EQ(refusal("module top #(1) ();\nendmodule\n"),
               "t.v:1: module parameters are outside the supported subset");
     EXPECT_EQ(refusal("module top;\nendmodule\nmodule top;\nendmodule\n"),
@@ -443,6 +466,89 @@ TEST_F(Verilog2NldCommand, MissingInputAndMissingDirectory) {
     EXPECT_EQ(test::read_file(dir.path() + "/err"),
               "verilog2nld: cannot write " + dir.path() + "/nodir/m.nld\n");
     EXPECT_EQ(run(""), 2);
+}
+
+}  // namespace
+}  // namespace vorp::verilog
+
+namespace vorp::verilog {
+namespace {
+
+const char* kSmallLibrary =
+    "library (small) {\n"
+    " cell (NAND2_X1) { area : 1 ;\n"
+    "  pin (A1, A2) { direction : input ; }\n"
+    "  pin (ZN) { direction : output ; function : \"!(A1 A2)\" ; } }\n"
+    " cell (AOI21_X1) { area : 1.5 ;\n"
+    "  pin (A, B1, B2) { direction : input ; }\n"
+    "  pin (ZN) { direction : output ; function : \"!(A + B1 B2)\" ; } }\n"
+    " cell (MUX2_X1) { area : 2 ;\n"
+    "  pin (I0, I1, S) { direction : input ; }\n"
+    "  pin (Z) { direction : output ; function : \"(I0 !S) + (I1 S)\" ; } }\n"
+    " cell (DFF_X1) { area : 4 ;\n"
+    "  ff (IQ, IQN) { next_state : \"D\" ; clocked_on : \"CK\" ; }\n"
+    "  pin (D, CK) { direction : input ; }\n"
+    "  pin (Q) { direction : output ; function : \"IQ\" ; }\n"
+    "  pin (QN) { direction : output ; function : \"IQN\" ; } }\n"
+    "}\n";
+
+Conversion convert_with_library(const std::string& text) {
+    CellLibrary cells;
+    for (liberty::CellMapping& m :
+         liberty::map_libraries({liberty::read_liberty("small.lib", kSmallLibrary)}))
+        cells[m.cell] = m;
+    return convert_design(read_verilog("t.v", text), cells);
+}
+
+TEST(Verilog2NldLiberty, LibraryCellsBecomeNldCellsAndBlackBoxes) {
+    const Conversion c = convert_with_library(
+        "module top(input a, b, c, clk, output y, q);\n"
+        " wire n1, n2;\n"
+        " NAND2_X1 g1 (.A1(a), .A2(b), .ZN(n1));\n"
+        " AOI21_X1 g2 (c, a, n1, n2);\n"
+        " MUX2_X1 m (.I0(n2), .I1(a), .S(c), .Z(y));\n"
+        " DFF_X1 r (.D(n2), .CK(clk), .Q(q));\n"
+        "endmodule\n");
+    ASSERT_EQ(c.files.size(), 2u);
+    EXPECT_EQ(c.files[0].text,
+              "(def-module top\n (def-pin a type input)\n (def-pin b type input)\n"
+              " (def-pin c type input)\n (def-pin clk type input)\n (def-pin y type output)\n"
+              " (def-pin q type output)\n"
+              " (def-comp reg-1 r)\n (def-comp MUX2_X1 m)\n (def-comp aoi--21 g2)\n"
+              " (def-comp nand--2 g1)\n"
+              " (def-net r.in m.I0 g2.nout)\n (def-net g2.in1 g1.nout)\n"
+              " (def-net r.out q)\n (def-net m.Z y)\n (def-net r.m_clock clk)\n"
+              " (def-net m.S g2.in2 c)\n (def-net g1.in1 b)\n (def-net m.I1 g2.in0 g1.in0 a)\n)\n");
+    EXPECT_EQ(c.files[1].module, "MUX2_X1");
+    EXPECT_TRUE(c.files[1].interface_only);
+    EXPECT_EQ(c.files[1].text,
+              "(def-module MUX2_X1\n (def-pin I0 type input)\n (def-pin I1 type input)\n"
+              " (def-pin S type input)\n (def-pin Z type output)\n)\n");
+    EXPECT_EQ(c.black_boxes, (std::map<std::string, int>{{"MUX2_X1", 1}}));
+    EXPECT_EQ(
+        c.pin_map,
+        "cell AOI21_X1 aoi--21 B1=in0 B2=in1 A=in2 ZN=nout\n"
+        "cell DFF_X1 reg-1 D=in CK=m_clock Q=out QN=nout\n"
+        "cell MUX2_X1 * I0=I0 I1=I1 S=S Z=Z\n"
+        "cell NAND2_X1 nand--2 A1=in0 A2=in1 ZN=nout\n"
+        "inst top g1 NAND2_X1\ninst top g2 AOI21_X1\ninst top m MUX2_X1\ninst top r DFF_X1\n");
+}
+
+TEST(Verilog2NldLiberty, RefusesWhatTheLibraryCannotTake) {
+    auto refusal_with_library = [](const std::string& text) -> std::string {
+        try {
+            convert_with_library(text);
+        } catch (const VerilogError& e) {
+            return e.what();
+        }
+        return "";
+    };
+    EXPECT_EQ(refusal_with_library("module NAND2_X1(input a);\nendmodule\n"),
+              "t.v:1: module 'NAND2_X1' has the name of a library cell");
+    EXPECT_EQ(refusal_with_library("module top(input a);\n NAND2_X1 g (.A3(a));\nendmodule\n"),
+              "t.v:2: 'NAND2_X1' has no pin 'A3'");
+    EXPECT_EQ(refusal_with_library("module top(input a);\n NAND2_X1 g (a, a, a, a);\nendmodule\n"),
+              "t.v:2: 'NAND2_X1' has 3 pins");
 }
 
 }  // namespace
