@@ -21,6 +21,7 @@
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
@@ -29,6 +30,8 @@
 #include "db/design.h"
 #include "db/lists.h"
 #include "netlist/loader.h"
+#include "tools/liberty_choice.h"
+#include "tools/liberty_reader.h"
 
 namespace {
 
@@ -93,8 +96,10 @@ std::string direction(int pin_type) {
 }
 
 struct Library {
-    std::set<std::string> gates;  // gate modules used, e.g. "nand--3"
-    bool supplies = false;        // "VDD"/"VSS" global ports are constants
+    std::set<std::string> gates;              // gate modules used, e.g. "nand--3"
+    std::set<std::string> used;               // vorp cells written, e.g. "nand--3", "inv-"
+    bool supplies = false;                    // "VDD"/"VSS" global ports are constants
+    liberty::CellChooser* chooser = nullptr;  // with --liberty
 };
 
 bool is_supply(const Instance* port, const Library& lib) {
@@ -142,11 +147,18 @@ void write_black_box_model(std::ostream& out, const std::vector<const Instance*>
     }
 }
 
-void write_module(std::ostream& out, const Module& m, Library& lib) {
-    std::vector<const Instance*> ports, supplies;
+// The ports in file order, and the global "VDD"/"VSS" ports that a check
+// turns into constants.
+void split_ports(const Module& m, const Library& lib, std::vector<const Instance*>& ports,
+                 std::vector<const Instance*>& supplies) {
     for (const Instance* p = m.ports; p; p = p->next)
         (is_supply(p, lib) ? supplies : ports).push_back(p);
-    std::reverse(ports.begin(), ports.end());  // file order
+    std::reverse(ports.begin(), ports.end());
+}
+
+void write_header(std::ostream& out, const Module& m, const Library& lib,
+                  const std::vector<const Instance*>& ports,
+                  const std::vector<const Instance*>& supplies) {
     if (m.kind() == MOD_PCD && !lib.supplies) out << "(* blackbox *)\n";
     out << "module " << ident(m.name) << " (";
     for (std::size_t i = 0; i < ports.size(); ++i) out << (i ? ", " : "") << ident(ports[i]->name);
@@ -156,74 +168,168 @@ void write_module(std::ostream& out, const Module& m, Library& lib) {
     for (const Instance* p : supplies)
         out << "  wire " << ident(p->name) << " = 1'b" << (std::strcmp(p->name, "VDD") == 0 ? 1 : 0)
             << ";\n";
+}
+
+// The port node that names a net: an input-side port when the net has one.
+const Node* naming_port(const Net& net) {
+    const Node* named = nullptr;
+    for (const Node* n = net.nodes; n; n = n->next)
+        if (n->inst && n->inst->cell() == CELL_PORT &&
+            (!named || direction(n->pin_type()) == "input"))
+            if (!named || direction(named->pin_type()) != "input") named = n;
+    return named;
+}
+
+// One wire per net: an input-side port's name when the net has one. The
+// wires are declared in net order (a lone port and an empty net need none),
+// so that verilog2nld gives the same net order back.
+std::map<const Net*, std::string> write_wires(std::ostream& out, const Module& m,
+                                              const Library& lib) {
+    std::map<const Net*, std::string> wire;
+    int index = 0;
+    for (const Net* net = m.nets; net; net = net->next) {
+        if (!net->nodes) continue;
+        const Node* named = naming_port(*net);
+        if (!named) {
+            wire[net] = "vorp_n" + std::to_string(index++);
+            out << "  wire " << wire[net] << ";\n";
+            continue;
+        }
+        wire[net] = ident(named->pin);
+        if (net->nodes->next && !is_supply(named->inst, lib))
+            out << "  wire " << wire[net] << ";\n";
+        for (const Node* n = net->nodes; n; n = n->next)
+            if (n != named && n->inst && n->inst->cell() == CELL_PORT &&
+                direction(n->pin_type()) != "input")
+                out << "  assign " << ident(n->pin) << " = " << wire[net] << ";\n";
+    }
+    return wire;
+}
+
+using PinNets = std::vector<std::pair<std::string, const Net*>>;
+using Connections = std::vector<std::pair<std::string, std::string>>;
+
+// An instance's pins with their nets, in byte-wise order of the pin names.
+PinNets pins_of(const Instance& inst) {
+    PinNets pins;
+    for_each_in_ring(inst.node,
+                     [&](const Node* n) { pins.emplace_back(n->pin ? n->pin : "", n->net); });
+    std::sort(pins.begin(), pins.end(), [](const auto& a, const auto& b) {
+        return std::strcmp(a.first.c_str(), b.first.c_str()) < 0;
+    });
+    return pins;
+}
+
+bool free_inputs(int cell) {
+    return (cell >= CELL_AND && cell <= CELL_NOR) || cell == CELL_AOI || cell == CELL_OAI;
+}
+
+// Gates with freely named inputs take in0, in1, ... in pin order, the
+// output last whatever its name's place among the inputs.
+Connections gate_connections(int cell, const PinNets& pins,
+                             std::map<const Net*, std::string>& wire) {
+    Connections connections, output;
+    int k = 0;
+    for (const auto& [pin, net] : pins) {
+        if (pin == output_pin(cell))
+            output.emplace_back(pin, wire[net]);
+        else
+            connections.emplace_back("in" + std::to_string(k++), wire[net]);
+    }
+    connections.insert(connections.end(), output.begin(), output.end());
+    return connections;
+}
+
+// The NLD cell's name, as the pin map and the library's mapping give it.
+std::string nld_cell_name(const Instance& inst) {
+    const int cell = inst.cell();
+    return free_inputs(cell) || is_xor(cell) ? gate_module(inst) : cell_module(inst);
+}
+
+// The module name and connections of an instance, in vorp's own cells.
+std::string vorp_cell(const Instance& inst, const PinNets& pins,
+                      std::map<const Net*, std::string>& wire, Library& lib,
+                      Connections& connections) {
+    const int cell = inst.cell();
+    if (cell == CELL_SUBMODULE) {
+        for (const auto& [pin, net] : pins) connections.emplace_back(ident(pin), wire[net]);
+        return ident(inst.module_name);
+    }
+    lib.used.insert(nld_cell_name(inst));
+    if (free_inputs(cell)) {
+        lib.gates.insert(gate_module(inst));
+        connections = gate_connections(cell, pins, wire);
+        return ident(gate_module(inst));
+    }
+    for (const auto& [pin, net] : pins) connections.emplace_back(ident(pin), wire[net]);
+    return ident(cell_module(inst));
+}
+
+// The library cell of an instance, when the libraries have one.
+bool library_cell(const Module& m, const Instance& inst, const PinNets& pins,
+                  std::map<const Net*, std::string>& wire, Library& lib, std::string& type,
+                  Connections& connections) {
+    if (inst.cell() == CELL_SUBMODULE) {
+        if (!inst.sub || inst.sub->kind() != MOD_PCD || !lib.chooser->black_box(inst.module_name))
+            return false;
+        type = ident(inst.module_name);
+        for (const auto& [pin, net] : pins) connections.emplace_back(ident(pin), wire[net]);
+        return true;
+    }
+    Connections nld =
+        free_inputs(inst.cell()) ? gate_connections(inst.cell(), pins, wire) : Connections{};
+    if (nld.empty())
+        for (const auto& [pin, net] : pins) nld.emplace_back(pin, wire[net]);
+    std::vector<std::string> names;
+    for (const auto& c : nld) names.push_back(c.first);
+    const auto choice =
+        lib.chooser->choose(m.name, inst.name ? inst.name : "", nld_cell_name(inst), names);
+    if (!choice) return false;
+    type = ident(choice->type);
+    for (const auto& [pin, net] : nld) connections.emplace_back(ident(choice->pins.at(pin)), net);
+    return true;
+}
+
+// With a library that has no tie cell, a constant cell is an assignment.
+bool write_constant(std::ostream& out, const Instance& inst, const PinNets& pins,
+                    std::map<const Net*, std::string>& wire, const Library& lib) {
+    const int cell = inst.cell();
+    if (!lib.chooser || (cell != CELL_HIGH && cell != CELL_LOW) ||
+        lib.chooser->offers(cell_module(inst)))
+        return false;
+    for (const auto& [pin, net] : pins)
+        out << "  assign " << wire[net] << " = 1'b" << (cell == CELL_HIGH ? 1 : 0) << ";\n";
+    return true;
+}
+
+void write_instance(std::ostream& out, const Module& m, const Instance& inst,
+                    std::map<const Net*, std::string>& wire, Library& lib) {
+    const PinNets pins = pins_of(inst);
+    if (write_constant(out, inst, pins, wire, lib)) return;
+    std::string type;
+    Connections connections;
+    if (!lib.chooser || !library_cell(m, inst, pins, wire, lib, type, connections))
+        type = vorp_cell(inst, pins, wire, lib, connections);
+    if (inst.cell() == CELL_SUBMODULE && lib.supplies) name_black_box_pins(out, inst, connections);
+    out << "  " << type << " " << ident(inst.name ? inst.name : "") << " (";
+    for (std::size_t i = 0; i < connections.size(); ++i)
+        out << (i ? ", " : "") << "." << connections[i].first << "(" << connections[i].second
+            << ")";
+    out << ");\n";
+}
+
+void write_module(std::ostream& out, const Module& m, Library& lib) {
+    std::vector<const Instance*> ports, supplies;
+    split_ports(m, lib, ports, supplies);
+    write_header(out, m, lib, ports, supplies);
     if (m.kind() == MOD_PCD) {
         if (lib.supplies) write_black_box_model(out, ports);
         out << "endmodule\n\n";
         return;
     }
-    // One wire per net: an input-side port's name when the net has one. The
-    // wires are declared in net order (a lone port and an empty net need
-    // none), so that verilog2nld gives the same net order back.
-    std::map<const Net*, std::string> wire;
-    int index = 0;
-    for (const Net* net = m.nets; net; net = net->next) {
-        if (!net->nodes) continue;
-        const Node* named = nullptr;
-        for (const Node* n = net->nodes; n; n = n->next)
-            if (n->inst && n->inst->cell() == CELL_PORT &&
-                (!named || direction(n->pin_type()) == "input"))
-                if (!named || direction(named->pin_type()) != "input") named = n;
-        if (named) {
-            wire[net] = ident(named->pin);
-            const bool supply = is_supply(named->inst, lib);
-            if (net->nodes->next && !supply) out << "  wire " << wire[net] << ";\n";
-            for (const Node* n = net->nodes; n; n = n->next)
-                if (n != named && n->inst && n->inst->cell() == CELL_PORT &&
-                    direction(n->pin_type()) != "input")
-                    out << "  assign " << ident(n->pin) << " = " << wire[net] << ";\n";
-        } else {
-            wire[net] = "vorp_n" + std::to_string(index++);
-            out << "  wire " << wire[net] << ";\n";
-        }
-    }
-    for (const Instance* inst = m.insts; inst; inst = inst->next) {
-        std::vector<std::pair<std::string, const Net*>> pins;
-        for_each_in_ring(inst->node,
-                         [&](const Node* n) { pins.emplace_back(n->pin ? n->pin : "", n->net); });
-        std::sort(pins.begin(), pins.end(), [](const auto& a, const auto& b) {
-            return std::strcmp(a.first.c_str(), b.first.c_str()) < 0;
-        });
-        const int cell = inst->cell();
-        std::string type;
-        std::vector<std::pair<std::string, std::string>> connections;
-        if (cell == CELL_SUBMODULE) {
-            type = ident(inst->module_name);
-            for (const auto& [pin, net] : pins) connections.emplace_back(ident(pin), wire[net]);
-        } else if (cell >= CELL_AND && cell <= CELL_NOR ? true
-                                                        : cell == CELL_AOI || cell == CELL_OAI) {
-            type = ident(gate_module(*inst));
-            lib.gates.insert(gate_module(*inst));
-            int k = 0;
-            std::vector<std::pair<std::string, std::string>> output;
-            for (const auto& [pin, net] : pins) {
-                if (pin == output_pin(cell))
-                    output.emplace_back(pin, wire[net]);
-                else
-                    connections.emplace_back("in" + std::to_string(k++), wire[net]);
-            }
-            // The output last, whatever its name's place among the inputs.
-            connections.insert(connections.end(), output.begin(), output.end());
-        } else {
-            type = ident(cell_module(*inst));
-            for (const auto& [pin, net] : pins) connections.emplace_back(ident(pin), wire[net]);
-        }
-        if (cell == CELL_SUBMODULE && lib.supplies) name_black_box_pins(out, *inst, connections);
-        out << "  " << type << " " << ident(inst->name ? inst->name : "") << " (";
-        for (std::size_t i = 0; i < connections.size(); ++i)
-            out << (i ? ", " : "") << "." << connections[i].first << "(" << connections[i].second
-                << ")";
-        out << ");\n";
-    }
+    std::map<const Net*, std::string> wire = write_wires(out, m, lib);
+    for (const Instance* inst = m.insts; inst; inst = inst->next)
+        write_instance(out, m, *inst, wire, lib);
     out << "endmodule\n\n";
 }
 
@@ -316,26 +422,118 @@ void add_dir(Design& d, DirEntry*& list, const char* dir) {
 }
 
 int usage() {
-    std::cerr
-        << "usage: nld2verilog [-s] [-o design.v] [-l cells.v] <top> <dir> ... [-r <dir> ...]\n";
+    std::cerr << "usage: nld2verilog [-s] [-o design.v] [-l cells.v] [--liberty <lib> ...]"
+                 " [--map <liberty.map>]\n                   <top> <dir> ... [-r <dir> ...]\n";
     return 2;
+}
+
+// Only the modules of `text` (a cell library) that are in `names`.
+std::string modules_named(const std::string& text, const std::set<std::string>& names) {
+    std::istringstream in(text);
+    std::string out;
+    bool keep = false;
+    for (std::string line; std::getline(in, line);) {
+        if (line.rfind("module ", 0) == 0) {
+            std::string name = line.substr(7, line.find_first_of(" (", 8) - 7);
+            if (!name.empty() && name[0] == '\\') name.erase(0, 1);
+            keep = names.count(name) > 0;
+        }
+        if (keep) out += line + "\n";
+    }
+    return out;
+}
+
+std::string read_file(const std::string& path) {
+    std::ifstream f(path, std::ios::binary);
+    if (!f) throw std::runtime_error("cannot read " + path);
+    std::ostringstream s;
+    s << f.rdbuf();
+    return s.str();
+}
+
+// The pin map: the one named, else liberty.map in the first read or
+// reference directory that has one, else none (every cell is then chosen).
+liberty::PinMap pin_map(const Design& d, const std::string& named) {
+    std::string path = named;
+    for (const DirEntry* e : {d.read_dirs, d.ref_dirs})
+        for (; path.empty() && e; e = e->next)
+            if (std::ifstream(std::string(e->dir) + "/liberty.map"))
+                path = std::string(e->dir) + "/liberty.map";
+    return path.empty() ? liberty::PinMap{} : liberty::read_pin_map(path, read_file(path));
+}
+
+struct Options {
+    std::string out_path, lib_path, map_path;
+    std::vector<std::string> libraries;
+    bool supplies = false;
+};
+
+std::vector<liberty::CellMapping> read_libraries(const std::vector<std::string>& paths) {
+    std::vector<liberty::Library> libs;
+    for (const std::string& path : paths)
+        libs.push_back(liberty::read_liberty(path, read_file(path)));
+    return liberty::map_libraries(libs);
+}
+
+std::string design_text(const Design& d, Library& lib) {
+    std::ostringstream text;
+    std::set<std::string> written;
+    for (const Module* m = d.modules; m; m = m->next) {
+        const bool library_cell =
+            lib.chooser && m->kind() == MOD_PCD && lib.chooser->black_box(m->name);
+        if (!library_cell && written.insert(m->name).second) write_module(text, *m, lib);
+    }
+    if (lib.chooser && !lib.used.empty()) {
+        std::ostringstream cells;
+        write_library(cells, lib);
+        text << modules_named(cells.str(), lib.used);
+    }
+    return text.str();
+}
+
+void write_outputs(const Design& d, const Options& o) {
+    Library lib;
+    lib.supplies = o.supplies;
+    std::optional<liberty::CellChooser> chooser;
+    if (!o.libraries.empty()) {
+        chooser.emplace(read_libraries(o.libraries), pin_map(d, o.map_path));
+        lib.chooser = &*chooser;
+    }
+    const std::string text = design_text(d, lib);
+    if (o.out_path.empty()) {
+        std::cout << text;
+    } else {
+        std::ofstream f(o.out_path, std::ios::binary);
+        f << text;
+        if (!f) throw std::runtime_error("cannot write " + o.out_path);
+    }
+    if (!o.lib_path.empty()) {
+        std::ofstream f(o.lib_path, std::ios::binary);
+        write_library(f, lib);
+        if (!f) throw std::runtime_error("cannot write " + o.lib_path);
+    }
+    if (chooser) std::cerr << chooser->report();
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::string out_path, lib_path;
+    Options o;
     std::ostringstream messages;
     Design d(messages);
-    bool refs = false, supplies = false;
+    bool refs = false;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         if (a == "-s") {
-            supplies = true;
-        } else if ((a == "-o" || a == "-l") && i + 1 < argc) {
-            (a == "-o" ? out_path : lib_path) = argv[++i];
+            o.supplies = true;
+        } else if ((a == "-o" || a == "-l" || a == "--map") && i + 1 < argc) {
+            (a == "-o" ? o.out_path : a == "-l" ? o.lib_path : o.map_path) = argv[++i];
+        } else if (a == "--liberty" && i + 1 < argc) {
+            o.libraries.push_back(argv[++i]);
         } else if (a == "-r") {
             refs = true;
+        } else if (!a.empty() && a[0] == '-') {
+            return usage();
         } else if (!d.top_name) {
             d.top_name = d.copy_string(argv[i]);
         } else {
@@ -350,24 +548,7 @@ int main(int argc, char** argv) {
         return f.status;
     }
     try {
-        std::ostringstream text;
-        Library lib;
-        lib.supplies = supplies;
-        std::set<std::string> written;
-        for (const Module* m = d.modules; m; m = m->next)
-            if (written.insert(m->name).second) write_module(text, *m, lib);
-        if (out_path.empty()) {
-            std::cout << text.str();
-        } else {
-            std::ofstream f(out_path, std::ios::binary);
-            f << text.str();
-            if (!f) throw std::runtime_error("cannot write " + out_path);
-        }
-        if (!lib_path.empty()) {
-            std::ofstream f(lib_path, std::ios::binary);
-            write_library(f, lib);
-            if (!f) throw std::runtime_error("cannot write " + lib_path);
-        }
+        write_outputs(d, o);
     } catch (const std::exception& e) {
         std::cerr << "nld2verilog: " << e.what() << "\n";
         return 1;
