@@ -50,6 +50,12 @@ PinMap read_pin_map(const std::string& file, const std::string& text) {
         if (w.empty() || w[0][0] == '#') continue;
         if (w[0] == "inst" && w.size() == 4) {
             map.instances[{w[1], w[2]}] = w[3];
+        } else if (w[0] == "port" && w.size() == 5) {
+            try {
+                map.vectors[w[1]][w[2]] = {std::stoi(w[3]), std::stoi(w[4])};
+            } catch (const std::exception&) {
+                throw LibertyError(file, line_number, "malformed port range");
+            }
         } else if (w[0] == "cell" && w.size() >= 3) {
             PinMap::CellRecord& r = map.cells[w[1]];
             r.nld_cell = w[2];
@@ -104,8 +110,11 @@ std::optional<CellChooser::Choice> CellChooser::smallest(
     for (const CellMapping& m : cells_)
         if (m.nld_cell == nld_cell && covers(m.pins, pins) && (!best || m.area < best->area))
             best = &m;
-    if (!best) return std::nullopt;
-    return Choice{best->cell, nld_to_library(best->pins)};
+    if (best) return Choice{best->cell, nld_to_library(best->pins)};
+    for (const auto& [type, r] : map_.cells)
+        if (r.nld_cell == nld_cell && covers(r.pins, pins))
+            return Choice{type, nld_to_library(r.pins)};
+    return std::nullopt;
 }
 
 std::optional<CellChooser::Choice> CellChooser::choose(const std::string& module,
@@ -117,10 +126,7 @@ std::optional<CellChooser::Choice> CellChooser::choose(const std::string& module
         return c;
     }
     auto c = smallest(nld_cell, pins);
-    if (c)
-        ++chosen_[{nld_cell, c->type}];
-    else
-        ++missing_[nld_cell];
+    if (c) ++chosen_[{nld_cell, c->type}];
     return c;
 }
 

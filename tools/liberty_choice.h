@@ -24,6 +24,8 @@ struct PinMap {
     };
     std::map<std::string, CellRecord> cells;
     std::map<std::pair<std::string, std::string>, std::string> instances;
+    // The vector ports of each module: name -> (msb, lsb).
+    std::map<std::string, std::map<std::string, std::pair<int, int>>> vectors;
 };
 
 // Parse a pin map's text; a malformed line throws LibertyError.
@@ -38,14 +40,22 @@ class CellChooser {
         std::map<std::string, std::string> pins;  // NLD pin -> library pin
     };
     // The cell for an instance of `nld_cell` whose NLD pins are `pins`, or
-    // none when no library cell fits.
+    // none when no cell fits: a library cell, or a cell type that the pin
+    // map says the netlist was read with (as yosys's internal gates).
     std::optional<Choice> choose(const std::string& module, const std::string& instance,
                                  const std::string& nld_cell, const std::vector<std::string>& pins);
+    // Counts an instance of `nld_cell` that no cell was found for.
+    void note_missing(const std::string& nld_cell) { ++missing_[nld_cell]; }
     // True for a library cell that is no NLD kind (an instance of it is a
     // black box in NLD).
     bool black_box(const std::string& cell) const;
     // True when a library cell is `nld_cell`.
     bool offers(const std::string& nld_cell) const;
+    // The vector ports that a module was read with.
+    std::map<std::string, std::pair<int, int>> vector_ports(const std::string& module) const {
+        const auto it = map_.vectors.find(module);
+        return it == map_.vectors.end() ? std::map<std::string, std::pair<int, int>>{} : it->second;
+    }
     // What was chosen: one line per kind, for the standard error stream.
     std::string report() const;
 

@@ -100,7 +100,23 @@ struct Library {
     std::set<std::string> used;               // vorp cells written, e.g. "nand--3", "inv-"
     bool supplies = false;                    // "VDD"/"VSS" global ports are constants
     liberty::CellChooser* chooser = nullptr;  // with --liberty
+    // The vector ports of the module being written, by name: (msb, lsb).
+    std::map<std::string, std::pair<int, int>> vectors;
 };
+
+// The vector a port bit "a[3]" belongs to, or "" when it is no such bit.
+std::string vector_of(const std::string& name, const Library& lib) {
+    const std::size_t open = name.rfind('[');
+    if (open == std::string::npos || name.back() != ']') return "";
+    const std::string base = name.substr(0, open);
+    return lib.vectors.count(base) ? base : "";
+}
+
+// A port bit of a vector port is a bit-select; any other name an identifier.
+std::string port_ref(const std::string& name, const Library& lib) {
+    const std::string base = vector_of(name, lib);
+    return base.empty() ? ident(name) : ident(base) + name.substr(base.size());
+}
 
 bool is_supply(const Instance* port, const Library& lib) {
     return lib.supplies && port->pin_type() == KW_GLOBAL && port->name &&
@@ -156,15 +172,31 @@ void split_ports(const Module& m, const Library& lib, std::vector<const Instance
     std::reverse(ports.begin(), ports.end());
 }
 
+// The header and the port declarations; the bits of a vector port are
+// declared once, as the vector, where its first bit stands.
 void write_header(std::ostream& out, const Module& m, const Library& lib,
                   const std::vector<const Instance*>& ports,
                   const std::vector<const Instance*>& supplies) {
     if (m.kind() == MOD_PCD && !lib.supplies) out << "(* blackbox *)\n";
+    std::vector<std::pair<std::string, const Instance*>> declared;  // name, first bit
+    std::set<std::string> seen;
+    for (const Instance* p : ports) {
+        const std::string base = vector_of(p->name, lib);
+        if (base.empty())
+            declared.emplace_back(ident(p->name), p);
+        else if (seen.insert(base).second)
+            declared.emplace_back(ident(base), p);
+    }
     out << "module " << ident(m.name) << " (";
-    for (std::size_t i = 0; i < ports.size(); ++i) out << (i ? ", " : "") << ident(ports[i]->name);
+    for (std::size_t i = 0; i < declared.size(); ++i) out << (i ? ", " : "") << declared[i].first;
     out << ");\n";
-    for (const Instance* p : ports)
-        out << "  " << direction(p->pin_type()) << " " << ident(p->name) << ";\n";
+    for (const auto& [name, p] : declared) {
+        out << "  " << direction(p->pin_type()) << " ";
+        const std::string base = vector_of(p->name, lib);
+        if (!base.empty())
+            out << "[" << lib.vectors.at(base).first << ":" << lib.vectors.at(base).second << "] ";
+        out << name << ";\n";
+    }
     for (const Instance* p : supplies)
         out << "  wire " << ident(p->name) << " = 1'b" << (std::strcmp(p->name, "VDD") == 0 ? 1 : 0)
             << ";\n";
@@ -195,13 +227,13 @@ std::map<const Net*, std::string> write_wires(std::ostream& out, const Module& m
             out << "  wire " << wire[net] << ";\n";
             continue;
         }
-        wire[net] = ident(named->pin);
-        if (net->nodes->next && !is_supply(named->inst, lib))
+        wire[net] = port_ref(named->pin, lib);
+        if (net->nodes->next && !is_supply(named->inst, lib) && vector_of(named->pin, lib).empty())
             out << "  wire " << wire[net] << ";\n";
         for (const Node* n = net->nodes; n; n = n->next)
             if (n != named && n->inst && n->inst->cell() == CELL_PORT &&
                 direction(n->pin_type()) != "input")
-                out << "  assign " << ident(n->pin) << " = " << wire[net] << ";\n";
+                out << "  assign " << port_ref(n->pin, lib) << " = " << wire[net] << ";\n";
     }
     return wire;
 }
@@ -265,15 +297,60 @@ std::string vorp_cell(const Instance& inst, const PinNets& pins,
     return ident(cell_module(inst));
 }
 
+// An instance written in library cells: the cell and its connections, and
+// what else it needs (an inverter beside a flip-flop without that output).
+struct LibraryWriting {
+    std::string type;
+    Connections connections;
+    std::string extra;
+};
+
+void connect_choice(const liberty::CellChooser::Choice& choice, const Connections& nld,
+                    LibraryWriting& w) {
+    w.type = ident(choice.type);
+    for (const auto& [pin, net] : nld) w.connections.emplace_back(ident(choice.pins.at(pin)), net);
+}
+
+// A register output that no flip-flop of the library has (say QN) is the
+// other output through an inverter, so that the register keeps a library
+// flip-flop and its state.
+bool register_with_inverter(const Module& m, const Instance& inst, Connections nld, Library& lib,
+                            LibraryWriting& w) {
+    for (const auto& [missing, other] : {std::pair{"nout", "out"}, std::pair{"out", "nout"}}) {
+        const auto drop =
+            std::find_if(nld.begin(), nld.end(), [&](const auto& c) { return c.first == missing; });
+        if (drop == nld.end()) continue;
+        const std::string target = drop->second;
+        Connections rest(nld.begin(), drop);
+        rest.insert(rest.end(), drop + 1, nld.end());
+        auto kept =
+            std::find_if(rest.begin(), rest.end(), [&](const auto& c) { return c.first == other; });
+        const std::string source = ident(std::string(inst.name) + "_" + other);
+        if (kept == rest.end()) rest.emplace_back(other, source);
+        std::vector<std::string> names;
+        for (const auto& c : rest) names.push_back(c.first);
+        const auto flop = lib.chooser->choose(m.name, inst.name, "reg-1", names);
+        const auto inv = lib.chooser->choose(m.name, "", "inv-", {"in", "nout"});
+        if (!flop || !inv) continue;
+        connect_choice(*flop, rest, w);
+        const std::string from = kept == rest.end() ? source : kept->second;
+        if (kept == rest.end()) w.extra += "  wire " + source + ";\n";
+        w.extra += "  " + ident(inv->type) + " " + ident(std::string(inst.name) + "_" + missing) +
+                   " (." + ident(inv->pins.at("in")) + "(" + from + "), ." +
+                   ident(inv->pins.at("nout")) + "(" + target + "));\n";
+        return true;
+    }
+    return false;
+}
+
 // The library cell of an instance, when the libraries have one.
 bool library_cell(const Module& m, const Instance& inst, const PinNets& pins,
-                  std::map<const Net*, std::string>& wire, Library& lib, std::string& type,
-                  Connections& connections) {
+                  std::map<const Net*, std::string>& wire, Library& lib, LibraryWriting& w) {
     if (inst.cell() == CELL_SUBMODULE) {
         if (!inst.sub || inst.sub->kind() != MOD_PCD || !lib.chooser->black_box(inst.module_name))
             return false;
-        type = ident(inst.module_name);
-        for (const auto& [pin, net] : pins) connections.emplace_back(ident(pin), wire[net]);
+        w.type = ident(inst.module_name);
+        for (const auto& [pin, net] : pins) w.connections.emplace_back(ident(pin), wire[net]);
         return true;
     }
     Connections nld =
@@ -284,10 +361,14 @@ bool library_cell(const Module& m, const Instance& inst, const PinNets& pins,
     for (const auto& c : nld) names.push_back(c.first);
     const auto choice =
         lib.chooser->choose(m.name, inst.name ? inst.name : "", nld_cell_name(inst), names);
-    if (!choice) return false;
-    type = ident(choice->type);
-    for (const auto& [pin, net] : nld) connections.emplace_back(ident(choice->pins.at(pin)), net);
-    return true;
+    if (choice) {
+        connect_choice(*choice, nld, w);
+        return true;
+    }
+    if (inst.cell() == CELL_REG && inst.name && register_with_inverter(m, inst, nld, lib, w))
+        return true;
+    lib.chooser->note_missing(nld_cell_name(inst));
+    return false;
 }
 
 // With a library that has no tie cell, a constant cell is an assignment.
@@ -306,16 +387,17 @@ void write_instance(std::ostream& out, const Module& m, const Instance& inst,
                     std::map<const Net*, std::string>& wire, Library& lib) {
     const PinNets pins = pins_of(inst);
     if (write_constant(out, inst, pins, wire, lib)) return;
-    std::string type;
-    Connections connections;
-    if (!lib.chooser || !library_cell(m, inst, pins, wire, lib, type, connections))
-        type = vorp_cell(inst, pins, wire, lib, connections);
+    LibraryWriting w;
+    if (!lib.chooser || !library_cell(m, inst, pins, wire, lib, w))
+        w.type = vorp_cell(inst, pins, wire, lib, w.connections);
+    const std::string& type = w.type;
+    Connections& connections = w.connections;
     if (inst.cell() == CELL_SUBMODULE && lib.supplies) name_black_box_pins(out, inst, connections);
     out << "  " << type << " " << ident(inst.name ? inst.name : "") << " (";
     for (std::size_t i = 0; i < connections.size(); ++i)
         out << (i ? ", " : "") << "." << connections[i].first << "(" << connections[i].second
             << ")";
-    out << ");\n";
+    out << ");\n" << w.extra;
 }
 
 void write_module(std::ostream& out, const Module& m, Library& lib) {
@@ -481,7 +563,10 @@ std::string design_text(const Design& d, Library& lib) {
     for (const Module* m = d.modules; m; m = m->next) {
         const bool library_cell =
             lib.chooser && m->kind() == MOD_PCD && lib.chooser->black_box(m->name);
-        if (!library_cell && written.insert(m->name).second) write_module(text, *m, lib);
+        if (library_cell || !written.insert(m->name).second) continue;
+        lib.vectors.clear();
+        if (lib.chooser && m == d.modules) lib.vectors = lib.chooser->vector_ports(m->name);
+        write_module(text, *m, lib);
     }
     if (lib.chooser && !lib.used.empty()) {
         std::ostringstream cells;

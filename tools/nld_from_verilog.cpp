@@ -69,6 +69,7 @@ struct DesignContext {
     std::set<std::string> black_box_cells;
     std::map<std::string, int> black_boxes;
     std::string instances;  // the "inst" lines of the pin map
+    std::string vectors;    // the "port" lines of the pin map
 };
 
 // What an instance's type is: an NLD cell, or a module or black box with
@@ -471,14 +472,14 @@ std::string pin_map(const DesignContext& c) {
         }
         out += "\n";
     }
-    return out + c.instances;
+    return out + c.vectors + c.instances;
 }
 
 }  // namespace
 
 Conversion convert_design(const std::vector<Module>& modules, const CellLibrary& library) {
     std::map<std::string, const Module*> all;
-    DesignContext context{{}, {}, library, {}, {}, {}, ""};
+    DesignContext context{{}, {}, library, {}, {}, {}, "", ""};
     for (const auto& [name, m] : library)
         for (const std::string& pin : m.pin_order) context.port_ranges[name][pin] = Range{};
     for (const Module& m : modules) {
@@ -491,8 +492,14 @@ Conversion convert_design(const std::vector<Module>& modules, const CellLibrary&
         if (!all.emplace(m.name, &m).second)
             throw VerilogError(m.file, m.line, "module '" + m.name + "' is defined twice");
         auto& ranges = context.port_ranges[m.name];
-        for (const Declaration& d : m.declarations)
-            if (d.direction != Direction::Wire) ranges[d.name] = d.range;
+        for (const Declaration& d : m.declarations) {
+            if (d.direction == Direction::Wire) continue;
+            ranges[d.name] = d.range;
+            if (d.range.vector)
+                context.vectors += "port " + m.name + " " + d.name + " " +
+                                   std::to_string(d.range.msb) + " " + std::to_string(d.range.lsb) +
+                                   "\n";
+        }
         context.port_order[m.name] = m.header;
     }
     Conversion out;

@@ -42,8 +42,9 @@ struct Conversion {
     std::map<std::string, int> black_boxes;  // library cell -> instances
     // When library cells are used: for each cell type used, its NLD cell and
     // pins ("cell NAND2_X1 nand--2 A1=in0 A2=in1 ZN=nout", "*" for a black
-    // box), then every instance of a cell with its type ("inst top u1
-    // NAND2_X1"), so that the way back to the library is exact.
+    // box), the vector ports of every module ("port top a 3 0"), then every
+    // instance of a cell with its type ("inst top u1 NAND2_X1"), so that the
+    // way back to the library is exact.
     std::string pin_map;
 };
 
