@@ -3,7 +3,7 @@ JOBS ?= 2
 BUILD ?= build
 ASAN_BUILD ?= build-asan
 
-.PHONY: all build test test-asan demo bench bench-epfl format clean
+.PHONY: all build test test-asan demo bench bench-epfl qor format clean
 
 all: build
 
@@ -32,8 +32,14 @@ bench: build
 bench-epfl: build
 	./tools/bench-epfl $(BUILD) ../shared/benchmarks/epfl
 
+# Inverters before and after vorp on the benchmark circuits mapped onto gates
+# and onto tools/lib/vorp_cells.lib, every result proved (needs yosys); the
+# table and chart go to qor-out/, the counts must match bench/qor/expected.txt.
+qor: build
+	./bench/qor/run.sh $(BUILD) qor-out
+
 format:
 	clang-format -i $$(git ls-files '*.cpp' '*.h')
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) demo-out
+	rm -rf $(BUILD) $(ASAN_BUILD) demo-out qor-out
