@@ -29,7 +29,8 @@ std::map<std::string, std::string> nld_to_library(const Pins& pins) {
     return out;
 }
 
-// A module copy that vorp named <module>-<n> was read as <module>.
+}  // namespace
+
 std::string without_copy_number(const std::string& name) {
     const std::size_t dash = name.rfind('-');
     if (dash == std::string::npos || dash + 1 == name.size()) return "";
@@ -37,8 +38,6 @@ std::string without_copy_number(const std::string& name) {
         if (!std::isdigit(static_cast<unsigned char>(name[i]))) return "";
     return name.substr(0, dash);
 }
-
-}  // namespace
 
 PinMap read_pin_map(const std::string& file, const std::string& text) {
     PinMap map;

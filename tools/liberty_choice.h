@@ -28,6 +28,10 @@ struct PinMap {
     std::map<std::string, std::map<std::string, std::pair<int, int>>> vectors;
 };
 
+// The module a copy that vorp named <module>-<n> was read as; "" for a name
+// without such a number.
+std::string without_copy_number(const std::string& name);
+
 // Parse a pin map's text; a malformed line throws LibertyError.
 PinMap read_pin_map(const std::string& file, const std::string& text);
 

@@ -21,6 +21,7 @@
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -32,6 +33,7 @@
 #include "netlist/loader.h"
 #include "tools/liberty_choice.h"
 #include "tools/liberty_reader.h"
+#include "tools/original_instances.h"
 
 namespace {
 
@@ -102,6 +104,9 @@ struct Library {
     liberty::CellChooser* chooser = nullptr;  // with --liberty
     // The vector ports of the module being written, by name: (msb, lsb).
     std::map<std::string, std::pair<int, int>> vectors;
+    const Design* original = nullptr;  // as verilog2nld wrote it
+    // The original names of the gates of the module being written.
+    std::map<const Instance*, std::string> original_names;
 };
 
 // The vector a port bit "a[3]" belongs to, or "" when it is no such bit.
@@ -359,8 +364,11 @@ bool library_cell(const Module& m, const Instance& inst, const PinNets& pins,
         for (const auto& [pin, net] : pins) nld.emplace_back(pin, wire[net]);
     std::vector<std::string> names;
     for (const auto& c : nld) names.push_back(c.first);
-    const auto choice =
-        lib.chooser->choose(m.name, inst.name ? inst.name : "", nld_cell_name(inst), names);
+    const auto known = lib.original_names.find(&inst);
+    const std::string name = known != lib.original_names.end() ? known->second
+                             : inst.name                       ? inst.name
+                                                               : "";
+    const auto choice = lib.chooser->choose(m.name, name, nld_cell_name(inst), names);
     if (choice) {
         connect_choice(*choice, nld, w);
         return true;
@@ -535,13 +543,40 @@ std::string read_file(const std::string& path) {
 
 // The pin map: the one named, else liberty.map in the first read or
 // reference directory that has one, else none (every cell is then chosen).
-liberty::PinMap pin_map(const Design& d, const std::string& named) {
+std::string pin_map_path(const Design& d, const std::string& named) {
     std::string path = named;
     for (const DirEntry* e : {d.read_dirs, d.ref_dirs})
         for (; path.empty() && e; e = e->next)
             if (std::ifstream(std::string(e->dir) + "/liberty.map"))
                 path = std::string(e->dir) + "/liberty.map";
-    return path.empty() ? liberty::PinMap{} : liberty::read_pin_map(path, read_file(path));
+    return path;
+}
+
+// The design as verilog2nld wrote it, beside its pin map; none when it does
+// not load (the gates are then known by their names only).
+std::unique_ptr<Design> original_design(const Design& d, const std::string& map_path,
+                                        std::ostream& messages) {
+    if (map_path.empty()) return nullptr;
+    auto original = std::make_unique<Design>(messages);
+    const std::size_t slash = map_path.rfind('/');
+    add_dir(*original, original->read_dirs,
+            slash == std::string::npos ? "." : map_path.substr(0, slash).c_str());
+    original->top_name = original->copy_string(d.top_name);
+    try {
+        load_design(*original, original->top_name);
+    } catch (const Fatal&) {
+        return nullptr;
+    }
+    return original;
+}
+
+// The original module a written module was copied from.
+const Module* original_module(const Design* original, const std::string& name) {
+    if (!original) return nullptr;
+    for (std::string n = name; !n.empty(); n = liberty::without_copy_number(n))
+        for (const Module* m = original->modules; m; m = m->next)
+            if (m->name && n == m->name) return m;
+    return nullptr;
 }
 
 struct Options {
@@ -566,6 +601,9 @@ std::string design_text(const Design& d, Library& lib) {
         if (library_cell || !written.insert(m->name).second) continue;
         lib.vectors.clear();
         if (lib.chooser && m == d.modules) lib.vectors = lib.chooser->vector_ports(m->name);
+        lib.original_names.clear();
+        if (const Module* o = original_module(lib.original, m->name))
+            lib.original_names = tools::match_gates(*m, *o);
         write_module(text, *m, lib);
     }
     if (lib.chooser && !lib.used.empty()) {
@@ -577,13 +615,20 @@ std::string design_text(const Design& d, Library& lib) {
 }
 
 void write_outputs(const Design& d, const Options& o) {
+    std::ostringstream messages;
+    std::unique_ptr<Design> original;
     Library lib;
     lib.supplies = o.supplies;
     std::optional<liberty::CellChooser> chooser;
     if (!o.libraries.empty()) {
-        chooser.emplace(read_libraries(o.libraries), pin_map(d, o.map_path));
+        const std::string path = pin_map_path(d, o.map_path);
+        chooser.emplace(
+            read_libraries(o.libraries),
+            path.empty() ? liberty::PinMap{} : liberty::read_pin_map(path, read_file(path)));
         lib.chooser = &*chooser;
+        original = original_design(d, path, messages);
     }
+    lib.original = original.get();
     const std::string text = design_text(d, lib);
     if (o.out_path.empty()) {
         std::cout << text;
