@@ -4,7 +4,8 @@
 # cells and connections), then vorp and nld2verilog --liberty, proved
 # equivalent to the mapped netlist by check-equivalence --liberty. With the
 # repository's library, with yosys's bundled cells.lib, with a second library
-# whose multiplexer becomes a black box, and on a benchmark circuit.
+# whose multiplexer becomes a black box, on a hierarchical design and on a
+# benchmark circuit.
 # Skipped (status 77) without yosys.
 #
 #   liberty_flow.sh <build_dir> <source_dir>
@@ -91,6 +92,10 @@ map "$work/two.v" "read_verilog $design; synth -top seq_design; dfflibmap -liber
      abc -liberty $work/both.lib"
 flow two-libraries seq_design "$work/two.v" -a "$lib" "$extra"
 grep -q 'MUX2_X1 ' "$work/two.v" || { echo "FAIL two-libraries: no multiplexer mapped"; fails=$((fails + 1)); }
+
+map "$work/hier.v" "read_verilog $src/tests/tools/data/hier_design.v; synth -top hier_design;
+     dfflibmap -liberty $lib; abc -liberty $lib"
+flow hierarchy hier_design "$work/hier.v" -a "$lib"
 
 map "$work/int2float.v" "read_aiger -module_name int2float $src/bench/circuits/epfl/int2float.aig;
      dfflibmap -liberty $lib; abc -liberty $lib"

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tools/liberty_cells.h"
+#include "tools/liberty_choice.h"
 #include "tools/liberty_reader.h"
 
 namespace vorp::liberty {
@@ -260,6 +261,75 @@ TEST(LibertyCells, ACellInTwoLibrariesIsRefused) {
     } catch (const LibertyError& e) {
         EXPECT_EQ(std::string(e.what()), "b.lib:2: cell 'G' is defined twice");
     }
+}
+
+std::vector<CellMapping> two_strengths() {
+    const Library lib =
+        read_liberty("t.lib",
+                     "library (demo) {\n"
+                     " cell (NAND2_X2) { area : 2 ; pin (A, B) { direction : input ; }\n"
+                     "  pin (Y) { direction : output ; function : \"!(A B)\" ; } }\n"
+                     " cell (NAND2_X1) { area : 1 ; pin (A, B) { direction : input ; }\n"
+                     "  pin (Y) { direction : output ; function : \"!(A B)\" ; } }\n"
+                     " cell (MUX) { area : 3 ; pin (A, B, S) { direction : input ; }\n"
+                     "  pin (Y) { direction : output ; function : \"A !S + B S\" ; } }\n"
+                     "}\n");
+    return map_libraries({lib});
+}
+
+TEST(LibertyChoice, KeptInstancesKeepTheirCellOthersGetTheSmallest) {
+    const PinMap map =
+        read_pin_map("m.map",
+                     "# comment\n"
+                     "cell NAND2_X2 nand--2 A=in0 B=in1 Y=nout\n"
+                     "cell $_NOT_ inv- A=in Y=nout\n"
+                     "port top a 3 0\n"
+                     "inst top g1 NAND2_X2\ninst sub g2 NAND2_X2\ninst top n $_NOT_\n");
+    CellChooser chooser(two_strengths(), map);
+    const std::vector<std::string> nand_pins = {"in0", "in1", "nout"};
+    auto kept = chooser.choose("top", "g1", "nand--2", nand_pins);
+    ASSERT_TRUE(kept);
+    EXPECT_EQ(kept->type, "NAND2_X2");
+    EXPECT_EQ(kept->pins,
+              (std::map<std::string, std::string>{{"in0", "A"}, {"in1", "B"}, {"nout", "Y"}}));
+    auto copy = chooser.choose("sub-2", "g2", "nand--2", nand_pins);  // a module copy of sub
+    ASSERT_TRUE(copy);
+    EXPECT_EQ(copy->type, "NAND2_X2");
+    auto changed = chooser.choose("top", "g1", "nor--2", {"in0", "in1", "nout"});
+    EXPECT_FALSE(changed);  // no NOR in the library, nor in the netlist
+    chooser.note_missing("nor--2");
+    auto fresh = chooser.choose("top", "nand-1", "nand--2", nand_pins);
+    ASSERT_TRUE(fresh);
+    EXPECT_EQ(fresh->type, "NAND2_X1");
+    auto inverter = chooser.choose("top", "inv-1", "inv-", {"in", "nout"});
+    ASSERT_TRUE(inverter);  // no library inverter: the netlist's own cell type
+    EXPECT_EQ(inverter->type, "$_NOT_");
+    EXPECT_TRUE(chooser.black_box("MUX"));
+    EXPECT_FALSE(chooser.black_box("NAND2_X1"));
+    EXPECT_EQ(chooser.vector_ports("top"),
+              (std::map<std::string, std::pair<int, int>>{{"a", {3, 0}}}));
+    EXPECT_EQ(chooser.report(),
+              "nld2verilog: 2 instances kept their library cells\n"
+              "nld2verilog: $_NOT_ chosen for 1 inv- instance\n"
+              "nld2verilog: NAND2_X1 chosen for 1 nand--2 instance\n"
+              "nld2verilog: no library cell for 1 nor--2 instance: written as vorp's cell, model "
+              "appended\n");
+}
+
+TEST(LibertyChoice, MalformedPinMapsGiveFileAndLine) {
+    auto refusal = [](const std::string& text) -> std::string {
+        try {
+            read_pin_map("m.map", text);
+        } catch (const LibertyError& e) {
+            return e.what();
+        }
+        return "";
+    };
+    EXPECT_EQ(refusal("cell A nand--2 A=in0\nwhat\n"), "m.map:2: expected a cell or inst line");
+    EXPECT_EQ(refusal("cell A nand--2 A\n"), "m.map:1: malformed pin 'A'");
+    EXPECT_EQ(refusal("port top a x 0\n"), "m.map:1: malformed port range");
+    EXPECT_EQ(refusal("inst top g B\n"),
+              "m.map:1: instance 'g' of cell 'B' that the map does not describe");
 }
 
 }  // namespace

@@ -457,6 +457,37 @@ TEST_F(Verilog2NldCommand, WritesNothingOnAnError) {
     EXPECT_TRUE(std::filesystem::is_empty(dir.path() + "/out"));
 }
 
+TEST_F(Verilog2NldCommand, AMalformedLibraryWritesNothing) {
+    dir.write("a.v", "module top(input a, output y);\n INV g (a, y);\nendmodule\n");
+    dir.write("bad.lib", "library (x) {\n cell (INV) {\n  pin (A) { direction : input ; }\n");
+    dir.mkdir("out");
+    EXPECT_EQ(run("--liberty " + dir.path() + "/bad.lib -o " + dir.path() + "/out " + dir.path() +
+                  "/a.v"),
+              1);
+    EXPECT_EQ(test::read_file(dir.path() + "/err"),
+              "verilog2nld: " + dir.path() + "/bad.lib:4: end of file inside group 'cell'\n");
+    EXPECT_TRUE(std::filesystem::is_empty(dir.path() + "/out"));
+}
+
+TEST_F(Verilog2NldCommand, BlackBoxesAreCountedAndThePinMapWritten) {
+    dir.write("a.v", "module top(input a, b, s, output y);\n MUX m (a, b, s, y);\nendmodule\n");
+    dir.write("m.lib",
+              "library (x) {\n cell (MUX) {\n  pin (A, B, S) { direction : input ; }\n"
+              "  pin (Y) { direction : output ; function : \"A !S + B S\" ; }\n }\n}\n");
+    dir.mkdir("out");
+    EXPECT_EQ(
+        run("--liberty " + dir.path() + "/m.lib -o " + dir.path() + "/out " + dir.path() + "/a.v"),
+        0);
+    EXPECT_EQ(test::read_file(dir.path() + "/err"),
+              "verilog2nld: 1 instance of 1 cell of no NLD kind became black boxes: MUX (1)\n");
+    EXPECT_EQ(test::read_file(dir.path() + "/out/MUX.pcd"),
+              "(def-module MUX\n (def-pin A type input)\n (def-pin B type input)\n"
+              " (def-pin S type input)\n (def-pin Y type output)\n)\n");
+    EXPECT_EQ(test::read_file(dir.path() + "/out/liberty.map"),
+              "# verilog2nld: library cells, their NLD pins and instances\n"
+              "cell MUX * A=A B=B S=S Y=Y\ninst top m MUX\n");
+}
+
 TEST_F(Verilog2NldCommand, MissingInputAndMissingDirectory) {
     EXPECT_EQ(run(dir.path() + "/none.v"), 1);
     EXPECT_EQ(test::read_file(dir.path() + "/err"),
