@@ -3,7 +3,16 @@
 // per NLD module name, PCD modules as black boxes; with -l, also a cell
 // library that defines every cell as a Verilog module with its function.
 //
-//   nld2verilog [-s] [-o design.v] [-l cells.v] <top> <dir> ... [-r <dir> ...]
+//   nld2verilog [-s] [-o design.v] [-l cells.v] [--liberty <lib> ... [--map <file>]]
+//               <top> <dir> ... [-r <dir> ...]
+//
+// With --liberty, the design is written in the libraries' cells, as
+// verilog2nld --liberty read it: the pin map (liberty.map in a read or -r
+// directory, or --map) tells each gate's original cell, which a gate that vorp
+// left as it was keeps; any other gate gets the smallest library cell of its
+// function, a black box its own cell, the top module its vector ports. What
+// no cell has is written as vorp's cell with its model appended. The cells
+// chosen are reported on the standard error stream.
 //
 // With -s (for an equivalence check), global ports named "VDD" and "VSS"
 // become constant wires (1 and 0) instead of ports, so that they are treated
