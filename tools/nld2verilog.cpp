@@ -623,6 +623,14 @@ std::string design_text(const Design& d, Library& lib) {
     return text.str();
 }
 
+// The report of the cells chosen, as Verilog comments at the head of the file.
+std::string comment_lines(const std::string& report) {
+    std::istringstream in(report);
+    std::string out;
+    for (std::string line; std::getline(in, line);) out += "// " + line + "\n";
+    return out;
+}
+
 void write_outputs(const Design& d, const Options& o) {
     std::ostringstream messages;
     std::unique_ptr<Design> original;
@@ -638,7 +646,8 @@ void write_outputs(const Design& d, const Options& o) {
         original = original_design(d, path, messages);
     }
     lib.original = original.get();
-    const std::string text = design_text(d, lib);
+    std::string text = design_text(d, lib);
+    if (chooser) text = comment_lines(chooser->report()) + "\n" + text;
     if (o.out_path.empty()) {
         std::cout << text;
     } else {

@@ -107,8 +107,8 @@ sed 's/_X1 /_X2 /' "$work/int2float.v" > "$work/strong.v"
 flow strong int2float "$work/strong.v" -a "$lib"
 kept=$(sed -n 's/^nld2verilog: \([0-9]*\) instances\{0,1\} kept.*/\1/p' "$work/strong/err")
 chosen=$(sed -n 's/^nld2verilog: [^ ]* chosen for \([0-9]*\) .*/\1/p' "$work/strong/err" | awk '{ n += $1 } END { print n + 0 }')
-small=$(grep -c '_X1 ' "$work/strong/reduced.v")
-strong=$(grep -c '_X2 ' "$work/strong/reduced.v")
+small=$(grep -c '^  [A-Z0-9]*_X1 ' "$work/strong/reduced.v")
+strong=$(grep -c '^  [A-Z0-9]*_X2 ' "$work/strong/reduced.v")
 if [ "${kept:-0}" -eq 0 ] || [ "$strong" -ne "$kept" ] || [ "$small" -ne "$chosen" ]; then
   echo "FAIL strong: $kept kept, $strong _X2 cells; $chosen chosen, $small _X1 cells"; fails=$((fails + 1))
 else
