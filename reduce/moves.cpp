@@ -55,6 +55,7 @@ void flip_gates(Reduction& r, Instance* leader, Instance* Instance::*next) {
 }
 
 void log_gate_nets(Reduction& r, Instance* leader, Instance* Instance::*next) {
+    r.clusters.drop();
     for (Instance* m = leader; m; m = m->*next)
         if (is_gate(m->cell()))
             for_each_in_ring(m->node, [&](Node* n) {
@@ -80,6 +81,7 @@ void Reduction::set_pols(Node* n, int a, int b) {
     termination.polarity_changed(n, n->pol_a(), n->pol_b(), a, b);
     if (tally.started()) {
         tally.pol_a_changed(n, n->pol_a(), a);
+        if (!quiet) clusters.pol_a_changed(n, n->pol_a(), a);
         if (!quiet && (a != n->pol_a() || b != n->pol_b()) && n->net) mark_changed(n->net);
     }
     n->set_pols(a, b);
@@ -91,10 +93,6 @@ void Reduction::mark_changed(Net* net) {
     if (settle_log_on && !(marks & UNSETTLED)) {
         marks |= UNSETTLED;
         unsettled.push_back(net);
-    }
-    if (!(marks & UNCLUSTERED)) {
-        marks |= UNCLUSTERED;
-        unclustered.push_back(net);
     }
 }
 
@@ -358,10 +356,6 @@ void settle_logged_nets(Reduction& r, Instance* g) {
 }  // namespace
 
 void build_clusters(Reduction& r, Instance* g, ClusterSet set) {
-    if (r.group_nets.built()) {
-        build_clusters_indexed(r, g, set);
-        return;
-    }
     r.d.clusters = nullptr;
     for_each_member(g, [&](Instance* m) {
         m->next_cluster = r.d.clusters;
@@ -413,16 +407,14 @@ Instance* find_cluster(Reduction& r, ClusterSet set, Mode mode) {
 }
 
 bool cluster_step(Reduction& r, Instance* g, ClusterSet set, Mode mode) {
-    Instance* leader = nullptr;
     if (r.indexed()) {
-        sync_clusters(r, g, set);
-        leader = find_indexed_cluster(r, set, mode);
+        if (!r.clusters.of(set).step(r, g, mode)) return false;
     } else {
         build_clusters(r, g, set);
-        leader = find_cluster(r, set, mode);
+        Instance* leader = find_cluster(r, set, mode);
+        if (!leader) return false;
+        toggle_gate_duals(leader, &Instance::next_in_cluster);
     }
-    if (!leader) return false;
-    toggle_gate_duals(leader, &Instance::next_in_cluster);
     if (set == ClusterSet::NO_XOR || r.d.has_xor || r.d.opt_a) settle_group_nets(r, g);
     return true;
 }

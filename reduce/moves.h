@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "db/design.h"
-#include "reduce/cluster_index.h"
+#include "reduce/cluster_state.h"
 #include "reduce/group_nets.h"
 #include "reduce/tally.h"
 #include "reduce/termination.h"
@@ -29,16 +29,15 @@ struct Reduction {
     Termination termination;
     Tally tally = {};
     GroupNets group_nets = {};
-    ClusterIndex cluster_index = {};
+    ClusterStates clusters = {};
     std::vector<Instance*> scratch = {};
 
-    // Nets whose polarities changed since they were last settled, and since
-    // the cluster index last looked at them (indexed mode only). A trial
-    // that is undone need not be logged: `quiet` suspends the logs.
-    enum : uint8_t { UNSETTLED = 1, UNCLUSTERED = 2, VISITED = 4 };
+    // Nets whose polarities changed since they were last settled (indexed
+    // mode only). A trial that is undone need not be logged: `quiet`
+    // suspends this log and the cluster states' node logs.
+    enum : uint8_t { UNSETTLED = 1 };
     std::vector<uint8_t> net_marks = {};
     std::vector<Net*> unsettled = {};
-    std::vector<Net*> unclustered = {};
     bool settle_log_on = false;
     bool quiet = false;
 
@@ -89,7 +88,8 @@ bool in_cluster_set(int cell, ClusterSet set);
 bool leads_candidate(int cell, ClusterSet set);
 bool all_gates_flippable(Instance* leader, Instance* Instance::*next);
 void flip_gates(Reduction& r, Instance* leader, Instance* Instance::*next);
-// Log the nets of the gates of a chain as changed.
+// Log the nets of the gates of a chain as changed (after an accepted quiet
+// trial: the cluster states, which log nodes, start again).
 void log_gate_nets(Reduction& r, Instance* leader, Instance* Instance::*next);
 // The root of a union-find kept in `parent`, halving the path on the way.
 Instance* root_of(Instance* m, Instance* Instance::*parent);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "driver/run.h"
+#include "reduce/cluster_state.h"
 #include "tests/support/fixture.h"
 
 namespace vorp {
@@ -93,6 +94,32 @@ TEST(CrossCheck, IndexedReductionWritesWhatTheLiteralOneWrites) {
         }
     }
     EXPECT_EQ(compared, designs() * 3);
+}
+
+// After every cluster step the kept clusters (members, deltas, leaders,
+// accepted sets) must equal a rebuild from nothing, what flipping each
+// cluster really does and the leaders of `build_clusters`; the check throws
+// at the first difference.
+TEST(CrossCheck, KeptClustersEqualARebuildAfterEveryStep) {
+    const char* profiles[] = {"full", "all", "safe", "tri+power+scan"};
+    const char* options[] = {"-a", "", "-a -f", "-f"};
+    TempDir tmp;
+    set_cluster_checks(true);
+    const long checked_before = cluster_checks_done();
+    for (int k = 0; k < 12; ++k) {
+        const int seed = 5000 + k;
+        const std::string words = generate(tmp.path(), seed, 300 + 150 * k, profiles[k % 4]);
+        ASSERT_FALSE(words.empty()) << "generator failed for seed " << seed;
+        std::vector<std::string> argv = split_words(options[k % 4]);
+        for (const std::string& w : split_words(words)) argv.push_back(w);
+        Outcome checked;
+        EXPECT_NO_THROW(checked = run_in(tmp.path(), argv, false)) << "seed " << seed;
+        const Outcome literal = run_in(tmp.path(), argv, true);
+        EXPECT_EQ(checked.err, literal.err) << "seed " << seed;
+        EXPECT_EQ(checked.files, literal.files) << "seed " << seed;
+    }
+    set_cluster_checks(false);
+    EXPECT_GT(cluster_checks_done(), checked_before + 100);
 }
 
 }  // namespace

@@ -1,0 +1,470 @@
+#include "reduce/cluster_state.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+
+#include "db/lists.h"
+#include "reduce/moves.h"
+
+namespace vorp {
+
+namespace {
+
+#if defined(VORP_CHECKS) || !defined(NDEBUG)
+bool checks_on = true;
+#else
+bool checks_on = false;
+#endif
+long checks_done = 0;
+
+// Beyond this share of the state's nodes changed, a rebuild costs no more.
+constexpr std::size_t kRebuildShare = 4;
+
+template <class T>
+void grow_to(std::vector<T>& v, std::size_t size) {
+    if (v.size() < size) v.resize(std::max(size, 2 * v.size()));
+}
+
+}  // namespace
+
+void set_cluster_checks(bool on) {
+    checks_on = on;
+}
+
+bool cluster_checks() {
+    return checks_on;
+}
+
+long cluster_checks_done() {
+    return checks_done;
+}
+
+uint32_t ClusterState::member_of(const Node* n) const {
+    if (!n->seq || n->seq > node_member_.size()) return NONE;
+    const uint32_t v = node_member_[n->seq - 1];
+    return v ? v - 1 : NONE;
+}
+
+ClusterState::LocalNet* ClusterState::local_of(const Net* net) {
+    if (!net || !net->work_id || net->work_id > net_local_.size()) return nullptr;
+    const uint32_t v = net_local_[net->work_id - 1];
+    return v ? &nets_[v - 1] : nullptr;
+}
+
+uint32_t ClusterState::find(uint32_t p) const {
+    while (uf_[p] != p) {
+        uf_[p] = uf_[uf_[p]];
+        p = uf_[p];
+    }
+    return p;
+}
+
+std::vector<uint32_t> ClusterState::members_of(uint32_t root) const {
+    std::vector<uint32_t> xs;
+    uint32_t x = root;
+    do {
+        xs.push_back(x);
+        x = ring_[x];
+    } while (x != root);
+    return xs;
+}
+
+// The members reached from the net's driver by a straight consumer node.
+template <class F>
+void ClusterState::for_each_straight(const LocalNet& q, F&& f) const {
+    for (const Node* n = q.net->nodes; n; n = n->next) {
+        if (n->pol_a() != 1) continue;
+        const uint32_t c = member_of(n);
+        if (c != NONE) f(c);
+    }
+}
+
+// The local nets of the gates of a cluster (a net once per gate pin).
+template <class F>
+void ClusterState::for_each_member_net(uint32_t root, F&& f) {
+    for (uint32_t x : members_of(root)) {
+        if (!gate_[x]) continue;
+        for_each_in_ring(member_[x]->node, [&](Node* n) {
+            if (LocalNet* q = local_of(n->net)) f(*q);
+        });
+    }
+}
+
+void ClusterState::clear_indexes() {
+    for (Instance* m : member_)
+        for_each_in_ring(m->node, [&](Node* n) {
+            if (n->seq && n->seq <= node_member_.size()) node_member_[n->seq - 1] = 0;
+        });
+    for (const LocalNet& q : nets_) net_local_[q.net->work_id - 1] = 0;
+    for (const Logged& e : log_) logged_[e.node->seq - 1] = 0;
+    log_.clear();
+    member_.clear();
+    nets_.clear();
+    shares_.clear();
+    dirty_.clear();
+    strict_.clear();
+    tie_.clear();
+    touched_list_.clear();
+    nodes_ = 0;
+}
+
+void ClusterState::index_members(Instance* g) {
+    for (Instance* m = g; m; m = m->next_in_group) {
+        if (!in_cluster_set(m->cell(), set_)) continue;
+        const auto p = static_cast<uint32_t>(member_.size());
+        member_.push_back(m);
+        for_each_in_ring(m->node, [&](Node* n) {
+            if (!n->seq) return;
+            grow_to(node_member_, n->seq);
+            node_member_[n->seq - 1] = p + 1;
+        });
+    }
+    const std::size_t count = member_.size();
+    gate_.assign(count, 0);
+    unflippable_.assign(count, 0);
+    for (std::size_t p = 0; p < count; ++p) {
+        gate_[p] = is_gate(member_[p]->cell());
+        unflippable_[p] = gate_[p] && !is_flippable(member_[p]);
+    }
+}
+
+void ClusterState::index_nets(Reduction& r) {
+    grow_to(net_local_, r.tally.nets());
+    std::vector<uint32_t> capacity;
+    for (uint32_t p = 0; p < member_.size(); ++p) {
+        for_each_in_ring(member_[p]->node, [&](Node* n) {
+            Net* net = n->net;
+            if (!net || !net->work_id) return;
+            LocalNet* q = local_of(net);
+            if (!q) {
+                nets_.push_back({});
+                capacity.push_back(0);
+                net_local_[net->work_id - 1] = static_cast<uint32_t>(nets_.size());
+                q = &nets_.back();
+                q->net = net;
+                q->rule = driver_rule(r.d, net);
+                for (const Node* k = net->nodes; k; k = k->next) ++nodes_;
+            }
+            if (net->net_type() == NET_SIGNAL && net->source == n) {
+                q->edge = true;
+                q->driver = p;
+            }
+            if (gate_[p]) {
+                ++capacity[q - nets_.data()];
+                // A net whose driver never needs an inverter gives nothing.
+                if (is_signal_net(net) && q->rule != DriverRule::NEVER) q->share = true;
+            }
+        });
+    }
+    uint32_t first = 0;
+    for (std::size_t k = 0; k < nets_.size(); ++k) {
+        nets_[k].first = first;
+        first += capacity[k];
+    }
+    shares_.assign(first, {});
+}
+
+void ClusterState::build(Reduction& r, Instance* g) {
+    clear_indexes();
+    index_members(g);
+    index_nets(r);
+    const std::size_t count = member_.size();
+    label_.assign(count, 0);
+    ring_.assign(count, 0);
+    size_.assign(count, 0);
+    bad_.assign(count, 0);
+    delta_.assign(count, {});
+    leader_.assign(count, NONE);
+    key_.assign(count, NONE);
+    touched_.assign(count, 0);
+    acc_.assign(count, {});
+    piece_.assign(count, 0);
+    uf_.resize(count);
+    for (uint32_t p = 0; p < count; ++p) uf_[p] = p;
+    for (const LocalNet& q : nets_) {
+        if (!q.edge) continue;
+        for_each_straight(q, [&](uint32_t c) {
+            const uint32_t a = find(q.driver), b = find(c);
+            if (a != b) uf_[b] = a;
+        });
+    }
+    std::vector<std::vector<uint32_t>> pieces(count);
+    for (uint32_t p = 0; p < count; ++p) pieces[find(p)].push_back(p);
+    for (uint32_t p = 0; p < count; ++p)
+        if (!pieces[p].empty()) make_root(p, pieces[p]);
+    for (LocalNet& q : nets_)
+        if (q.share) recompute(q);
+    for (uint32_t root : touched_list_) refresh(root);
+    touched_list_.clear();
+    group_ = g;
+    valid_ = true;
+}
+
+void ClusterState::make_root(uint32_t root, const std::vector<uint32_t>& members) {
+    unkey(root);
+    uint32_t bad = 0;
+    for (std::size_t k = 0; k < members.size(); ++k) {
+        label_[members[k]] = root;
+        ring_[members[k]] = members[(k + 1) % members.size()];
+        bad += unflippable_[members[k]];
+    }
+    size_[root] = static_cast<uint32_t>(members.size());
+    bad_[root] = bad;
+    delta_[root] = {};
+    leader_[root] = NONE;
+    touch(root);
+}
+
+void ClusterState::touch(uint32_t root) {
+    if (touched_[root]) return;
+    touched_[root] = 1;
+    touched_list_.push_back(root);
+}
+
+void ClusterState::unkey(uint32_t root) {
+    if (key_[root] == NONE) return;
+    strict_.erase(key_[root]);
+    tie_.erase(key_[root]);
+    key_[root] = NONE;
+}
+
+// What flipping each cluster with a gate on the net would change there: a
+// node ends negated once per non-input pin of a flipped gate on the net, and
+// once more when it is an input of a flipped gate.
+void ClusterState::recompute(LocalNet& q) {
+    int straight = 0, inverted = 0;
+    std::vector<uint32_t>& roots = acc_list_;
+    roots.clear();
+    for (const Node* n = q.net->nodes; n; n = n->next) {
+        const bool consumer = is_consumer(n);
+        if (consumer) {
+            straight += n->pol_a() == 1;
+            inverted += n->pol_a() == -1;
+        }
+        const uint32_t p = member_of(n);
+        if (p == NONE || !gate_[p]) continue;
+        Acc& a = acc_[label_[p]];
+        if (!a.used) {
+            a = {p, 0, 0, false, true};
+            roots.push_back(label_[p]);
+        }
+        if (n->pin_type() != KW_INPUT) {
+            a.odd = !a.odd;
+        } else if (consumer) {
+            a.straight += n->pol_a() == 1;
+            a.inverted += n->pol_a() == -1;
+        }
+    }
+    const int count = rule_inverters(q.rule, straight, inverted);
+    const int load = rule_inverted_load(q.rule, straight, inverted);
+    q.shares = 0;
+    for (uint32_t root : roots) {
+        Acc& a = acc_[root];
+        a.used = false;
+        const int kept_s = straight - a.straight, kept_i = inverted - a.inverted;
+        const int s = a.odd ? kept_i + a.straight : kept_s + a.inverted;
+        const int i = a.odd ? kept_s + a.inverted : kept_i + a.straight;
+        const Share share{a.member, rule_inverters(q.rule, s, i) - count,
+                          rule_inverted_load(q.rule, s, i) - load};
+        if (share.count == 0 && share.load == 0) continue;
+        shares_[q.first + q.shares++] = share;
+        delta_[root].count += share.count;
+        delta_[root].load += share.load;
+        touch(root);
+    }
+    q.dirty = false;
+}
+
+void ClusterState::withdraw(LocalNet& q) {
+    if (q.dirty) return;
+    for (uint32_t k = 0; k < q.shares; ++k) {
+        const Share& share = shares_[q.first + k];
+        const uint32_t root = label_[share.member];
+        delta_[root].count -= share.count;
+        delta_[root].load -= share.load;
+        touch(root);
+    }
+    q.shares = 0;
+    q.dirty = true;
+    dirty_.push_back(static_cast<uint32_t>(&q - nets_.data()));
+}
+
+// The cluster lost an edge: its members under the present edges. The
+// largest piece keeps the root and the shares of the nets no other piece
+// touches.
+void ClusterState::split(uint32_t root) {
+    const std::vector<uint32_t> xs = members_of(root);
+    for (uint32_t x : xs) uf_[x] = x;
+    for (uint32_t x : xs)
+        for_each_in_ring(member_[x]->node, [&](Node* n) {
+            const LocalNet* q = local_of(n->net);
+            if (!q || !q->edge || n->net->source != n) return;
+            for_each_straight(*q, [&](uint32_t c) {
+                if (label_[c] != root) return;
+                const uint32_t a = find(x), b = find(c);
+                if (a != b) uf_[b] = a;
+            });
+        });
+    std::vector<std::vector<uint32_t>> pieces;
+    for (uint32_t x : xs) {
+        const uint32_t top = find(x);
+        if (top == x) {
+            piece_[x] = static_cast<uint32_t>(pieces.size());
+            pieces.emplace_back();
+        }
+    }
+    for (uint32_t x : xs) pieces[piece_[find(x)]].push_back(x);
+    leader_[root] = NONE;
+    touch(root);
+    if (pieces.size() == 1) return;
+    std::size_t big = 0;
+    for (std::size_t k = 1; k < pieces.size(); ++k)
+        if (pieces[k].size() > pieces[big].size()) big = k;
+    for (std::size_t k = 0; k < pieces.size(); ++k) {
+        if (k == big) continue;
+        for (uint32_t x : pieces[k]) {
+            if (!gate_[x]) continue;
+            for_each_in_ring(member_[x]->node, [&](Node* n) {
+                if (LocalNet* q = local_of(n->net); q && q->share) withdraw(*q);
+            });
+        }
+    }
+    const Delta kept = delta_[root];
+    unkey(root);
+    for (std::size_t k = 0; k < pieces.size(); ++k)
+        if (k != big) make_root(pieces[k].front(), pieces[k]);
+    const uint32_t big_root =
+        std::find(pieces[big].begin(), pieces[big].end(), root) != pieces[big].end()
+            ? root
+            : pieces[big].front();
+    make_root(big_root, pieces[big]);
+    delta_[big_root] = kept;
+}
+
+// Join two clusters along a new edge, relabelling the smaller one; the nets
+// of its gates get new shares.
+void ClusterState::unite(uint32_t a, uint32_t b) {
+    if (size_[a] < size_[b]) std::swap(a, b);
+    for_each_member_net(b, [&](LocalNet& q) {
+        if (q.share) withdraw(q);
+    });
+    unkey(a);
+    unkey(b);
+    delta_[a].count += delta_[b].count;
+    delta_[a].load += delta_[b].load;
+    for (uint32_t x : members_of(b)) label_[x] = a;
+    std::swap(ring_[a], ring_[b]);
+    size_[a] += size_[b];
+    bad_[a] += bad_[b];
+    leader_[a] = NONE;
+    touch(a);
+}
+
+// Whether the cluster would be taken, and if so under which leader.
+void ClusterState::refresh(uint32_t root) {
+    touched_[root] = 0;
+    if (label_[root] != root) return;
+    unkey(root);
+    if (bad_[root]) return;
+    const Delta d = delta_[root];
+    const bool strict = d.count < 0;
+    if (!strict && !(d.count == 0 && d.load < 0)) return;
+    if (leader_[root] == NONE) leader_[root] = replay(root);
+    const uint32_t leader = leader_[root];
+    if (!leads_candidate(member_[leader]->cell(), set_)) return;
+    key_[root] = leader;
+    tie_.insert(leader);
+    if (strict) strict_.insert(leader);
+}
+
+// The merges of `build_clusters` restricted to the cluster's own edges, in
+// net-list order: each merge keeps the driver's side.
+uint32_t ClusterState::replay(uint32_t root) {
+    const std::vector<uint32_t> xs = members_of(root);
+    std::vector<const LocalNet*> driven;
+    for (uint32_t x : xs) {
+        uf_[x] = x;
+        for_each_in_ring(member_[x]->node, [&](Node* n) {
+            const LocalNet* q = local_of(n->net);
+            if (q && q->edge && n->net->source == n) driven.push_back(q);
+        });
+    }
+    std::sort(driven.begin(), driven.end(), [](const LocalNet* a, const LocalNet* b) {
+        return a->net->work_id < b->net->work_id;
+    });
+    for (const LocalNet* q : driven)
+        for_each_straight(*q, [&](uint32_t c) {
+            if (label_[c] != root) return;
+            const uint32_t a = find(q->driver), b = find(c);
+            if (a != b) uf_[b] = a;
+        });
+    return find(root);
+}
+
+bool ClusterState::apply_log() {
+    std::vector<Logged> changed;
+    for (const Logged& e : log_) {
+        logged_[e.node->seq - 1] = 0;
+        if (e.node->pol_a() != e.old_a) changed.push_back(e);
+    }
+    log_.clear();
+    if (changed.size() * kRebuildShare > nodes_) return false;
+    std::vector<uint32_t> lost;  // roots that lost an edge
+    std::vector<std::pair<uint32_t, uint32_t>> added;
+    for (const Logged& e : changed) {
+        LocalNet* q = local_of(e.node->net);
+        if (!q) continue;
+        if (q->share) withdraw(*q);
+        const bool was = e.old_a == 1, is = e.node->pol_a() == 1;
+        if (!q->edge || was == is) continue;
+        const uint32_t c = member_of(e.node);
+        if (c == NONE) continue;
+        if (is)
+            added.emplace_back(q->driver, c);
+        else
+            lost.push_back(label_[c]);
+    }
+    std::sort(lost.begin(), lost.end());
+    lost.erase(std::unique(lost.begin(), lost.end()), lost.end());
+    for (uint32_t root : lost) split(root);
+    for (const auto& [driver, c] : added) {
+        const uint32_t a = label_[driver], b = label_[c];
+        if (a == b) {
+            leader_[a] = NONE;
+            touch(a);
+        } else {
+            unite(a, b);
+        }
+    }
+    for (uint32_t k : dirty_)
+        if (nets_[k].dirty) recompute(nets_[k]);
+    dirty_.clear();
+    for (uint32_t root : touched_list_) refresh(root);
+    touched_list_.clear();
+    return true;
+}
+
+void ClusterState::sync(Reduction& r, Instance* g) {
+    if (!valid_ || group_ != g || !apply_log()) build(r, g);
+}
+
+// The accepted cluster with the latest leader in the chain is the first one
+// the walk of the leader list would accept.
+bool ClusterState::step(Reduction& r, Instance* g, Mode mode) {
+    sync(r, g);
+    if (cluster_checks()) {
+        check(r);
+        ++checks_done;
+    }
+    const std::set<uint32_t>& taken = mode == Mode::STRICT ? strict_ : tie_;
+    if (taken.empty()) return false;
+    for (uint32_t x : members_of(label_[*taken.rbegin()])) {
+        if (!gate_[x]) continue;
+        flip_instance(r, member_[x]);
+        member_[x]->toggle_dual();
+    }
+    return true;
+}
+
+}  // namespace vorp

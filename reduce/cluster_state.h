@@ -1,0 +1,176 @@
+// The clusters of the group being reduced, kept alive from one cluster step
+// to the next, one state per cell set, so that the two alternating cluster
+// loops of a sweep do not rebuild each other.
+//
+// A cluster is a connected component of the straight edges (a signal net's
+// driver to a consumer with `pol_a` +1, both in the set). Its leader, the
+// member whose cluster survives every merge of `build_clusters`, depends only
+// on its own edges taken in net-list order, so it is replayed only when the
+// cluster would be taken. What flipping a cluster would change is a sum of
+// per-net shares, each depending on the net's votes and on the cluster's own
+// pins there; a share is recomputed only when its net's votes or the
+// clusters on it change. The step then takes the accepted cluster with the
+// latest leader in the group's chain, which is the first one the list walk
+// of `find_cluster` would accept.
+//
+// Every polarity change made outside a quiet trial is logged per node with
+// the value it had before; at the next step a node that ended as it began is
+// dropped, the others turn into dirty nets and added or removed edges.
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <vector>
+
+#include "db/design.h"
+#include "reduce/counting.h"
+
+namespace vorp {
+
+struct Reduction;
+enum class ClusterSet { ALL, NO_XOR };
+enum class Mode;
+
+// Whether each cluster step compares its kept state with a rebuild from
+// nothing and with `build_clusters` (on in checked and debug builds).
+void set_cluster_checks(bool on);
+bool cluster_checks();
+// How many steps were checked since the program started.
+long cluster_checks_done();
+
+class ClusterState {
+   public:
+    explicit ClusterState(ClusterSet set) : set_(set) {}
+
+    // Called before a node's `pol_a` changes; keeps the first old value.
+    void note(const Node* n, int old_a) {
+        if (!valid_ || !n->seq) return;
+        const uint32_t s = n->seq - 1;
+        if (s >= logged_.size()) logged_.resize(std::max<std::size_t>(s + 1, 2 * logged_.size()));
+        if (logged_[s]) return;
+        logged_[s] = 1;
+        log_.push_back({n, static_cast<int8_t>(old_a)});
+    }
+    // Changes were made without a log: rebuild at the next step.
+    void drop() { valid_ = false; }
+    // Bring the state up to date for group g at the present polarities,
+    // then flip the gates of the cluster the mode takes and toggle their
+    // `dual`; false when no cluster pays.
+    bool step(Reduction& r, Instance* g, Mode mode);
+    // Compare with a rebuild from nothing, with what flipping each cluster
+    // does and with `build_clusters`; throws on a mismatch.
+    void check(Reduction& r);
+
+   private:
+    static constexpr uint32_t NONE = UINT32_MAX;
+    struct Logged {
+        const Node* node;
+        int8_t old_a;
+    };
+    struct Share {
+        uint32_t member;  // a gate of the cluster, on the net
+        int count;
+        int load;
+    };
+    struct Delta {
+        int count = 0;
+        int load = 0;
+        bool operator==(const Delta&) const = default;
+    };
+    struct Acc {  // one cluster's pins on the net being recomputed
+        uint32_t member = 0;
+        int straight = 0;
+        int inverted = 0;
+        bool odd = false;
+        bool used = false;
+    };
+    struct LocalNet {
+        Net* net = nullptr;
+        uint32_t driver = NONE;  // the member driving it, for edge nets
+        uint32_t first = 0;      // its shares in `shares_`
+        uint32_t shares = 0;
+        DriverRule rule = DriverRule::NEVER;
+        bool edge = false;   // straight consumers join its driver's cluster
+        bool share = false;  // flips change its count or load
+        bool dirty = false;
+    };
+
+    void sync(Reduction& r, Instance* g);
+    void build(Reduction& r, Instance* g);
+    void clear_indexes();
+    void index_members(Instance* g);
+    void index_nets(Reduction& r);
+    uint32_t member_of(const Node* n) const;
+    LocalNet* local_of(const Net* net);
+    template <class F>
+    void for_each_straight(const LocalNet& q, F&& f) const;
+    template <class F>
+    void for_each_member_net(uint32_t root, F&& f);
+
+    bool apply_log();
+    void withdraw(LocalNet& q);
+    void recompute(LocalNet& q);
+    void split(uint32_t root);
+    void unite(uint32_t a, uint32_t b);
+    void make_root(uint32_t root, const std::vector<uint32_t>& members);
+    void touch(uint32_t root);
+    void unkey(uint32_t root);
+    void refresh(uint32_t root);
+    uint32_t replay(uint32_t root);
+    uint32_t find(uint32_t p) const;
+    std::vector<uint32_t> members_of(uint32_t root) const;
+
+    ClusterSet set_;
+    bool valid_ = false;
+    const Instance* group_ = nullptr;
+
+    std::vector<Instance*> member_;     // the set's members, in chain order
+    std::vector<uint32_t> label_;       // per member: its root
+    std::vector<uint32_t> ring_;        // per member: next in its cluster (circular)
+    std::vector<uint8_t> gate_;         // per member: flipped with its cluster
+    std::vector<uint8_t> unflippable_;  // per member
+    std::vector<uint32_t> size_;        // per root
+    std::vector<uint32_t> bad_;         // per root: unflippable gates
+    std::vector<Delta> delta_;          // per root
+    std::vector<uint32_t> leader_;      // per root, NONE until replayed
+    std::vector<uint32_t> key_;         // per root: its key in the sets, or NONE
+    std::vector<uint8_t> touched_;      // per root: status to refresh
+    std::vector<uint32_t> touched_list_;
+    std::set<uint32_t> strict_, tie_;  // leaders of accepted candidates
+
+    std::vector<LocalNet> nets_;
+    std::vector<Share> shares_;
+    std::vector<uint32_t> dirty_;
+    std::size_t nodes_ = 0;  // nodes on the local nets
+
+    // Side tables indexed by node sequence and net `work_id`, filled for the
+    // present group only.
+    std::vector<uint32_t> node_member_;  // member + 1
+    std::vector<uint32_t> net_local_;    // local net + 1
+
+    std::vector<Logged> log_;
+    std::vector<uint8_t> logged_;  // by node sequence
+
+    // Scratch by member: a union-find, piece numbers, per-net sums.
+    mutable std::vector<uint32_t> uf_;
+    std::vector<uint32_t> piece_;
+    std::vector<Acc> acc_;
+    std::vector<uint32_t> acc_list_;
+};
+
+struct ClusterStates {
+    ClusterState all{ClusterSet::ALL};
+    ClusterState no_xor{ClusterSet::NO_XOR};
+    ClusterState& of(ClusterSet set) { return set == ClusterSet::ALL ? all : no_xor; }
+    void pol_a_changed(const Node* n, int old_a, int new_a) {
+        if (old_a == new_a) return;
+        all.note(n, old_a);
+        no_xor.note(n, old_a);
+    }
+    void drop() {
+        all.drop();
+        no_xor.drop();
+    }
+};
+
+}  // namespace vorp
