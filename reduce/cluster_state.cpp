@@ -361,18 +361,26 @@ void ClusterState::unite(uint32_t a, uint32_t b) {
     touch(a);
 }
 
-// Whether the cluster would be taken, and if so under which leader.
+// Whether the cluster would be taken, and if so under which leader; the
+// sets change only when the answer does.
 void ClusterState::refresh(uint32_t root) {
     touched_[root] = 0;
     if (label_[root] != root) return;
-    unkey(root);
-    if (bad_[root]) return;
     const Delta d = delta_[root];
     const bool strict = d.count < 0;
-    if (!strict && !(d.count == 0 && d.load < 0)) return;
+    const bool tie = strict || (d.count == 0 && d.load < 0);
+    if (bad_[root] || !tie) {
+        unkey(root);
+        return;
+    }
     if (leader_[root] == NONE) leader_[root] = replay(root);
     const uint32_t leader = leader_[root];
-    if (!leads_candidate(member_[leader]->cell(), set_)) return;
+    if (!leads_candidate(member_[leader]->cell(), set_)) {
+        unkey(root);
+        return;
+    }
+    if (key_[root] == leader && strict_.count(leader) == static_cast<std::size_t>(strict)) return;
+    unkey(root);
     key_[root] = leader;
     tie_.insert(leader);
     if (strict) strict_.insert(leader);
