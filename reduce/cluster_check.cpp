@@ -31,7 +31,7 @@ void ClusterState::check(Reduction& r) {
     }
     const Reduction::Measure before{r.tally.count(), r.tally.load()};
     for (uint32_t a = 0; a < count; ++a) {
-        if (label_[a] != a) continue;
+        if (!alive_[a]) continue;
         const uint32_t b = to_fresh[a];
         if (size_[a] != fresh.size_[b] || bad_[a] != fresh.bad_[b])
             fail("size or unflippable gates of cluster " + std::to_string(a));
@@ -54,7 +54,7 @@ void ClusterState::check(Reduction& r) {
     if (strict_ != fresh.strict_ || tie_ != fresh.tie_) fail("accepted clusters");
     std::vector<uint32_t> leader(count, NONE);
     for (uint32_t a = 0; a < count; ++a)
-        if (label_[a] == a) leader[a] = leader_[a] != NONE ? leader_[a] : replay(a);
+        if (alive_[a]) leader[a] = leader_[a] != NONE ? leader_[a] : replay(a);
     build_clusters(r, g, set_);
     for (uint32_t p = 0; p < count; ++p) {
         if (member_[p]->cluster != member_[leader[label_[p]]])

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "db/lists.h"
 #include "reduce/moves.h"
@@ -17,6 +18,7 @@ bool checks_on = true;
 bool checks_on = false;
 #endif
 long checks_done = 0;
+std::size_t big_net_nodes = 64;
 
 // Beyond this share of the state's nodes changed, a rebuild costs no more.
 constexpr std::size_t kRebuildShare = 4;
@@ -38,6 +40,10 @@ bool cluster_checks() {
 
 long cluster_checks_done() {
     return checks_done;
+}
+
+std::size_t set_big_net_nodes(std::size_t nodes) {
+    return std::exchange(big_net_nodes, nodes);
 }
 
 uint32_t ClusterState::member_of(const Node* n) const {
@@ -62,11 +68,12 @@ uint32_t ClusterState::find(uint32_t p) const {
 
 std::vector<uint32_t> ClusterState::members_of(uint32_t root) const {
     std::vector<uint32_t> xs;
-    uint32_t x = root;
+    const uint32_t head = head_[root];
+    uint32_t x = head;
     do {
         xs.push_back(x);
         x = ring_[x];
-    } while (x != root);
+    } while (x != head);
     return xs;
 }
 
@@ -77,17 +84,6 @@ void ClusterState::for_each_straight(const LocalNet& q, F&& f) const {
         if (n->pol_a() != 1) continue;
         const uint32_t c = member_of(n);
         if (c != NONE) f(c);
-    }
-}
-
-// The local nets of the gates of a cluster (a net once per gate pin).
-template <class F>
-void ClusterState::for_each_member_net(uint32_t root, F&& f) {
-    for (uint32_t x : members_of(root)) {
-        if (!gate_[x]) continue;
-        for_each_in_ring(member_[x]->node, [&](Node* n) {
-            if (LocalNet* q = local_of(n->net)) f(*q);
-        });
     }
 }
 
@@ -103,6 +99,10 @@ void ClusterState::clear_indexes() {
     nets_.clear();
     shares_.clear();
     dirty_.clear();
+    bigs_.clear();
+    pending_.clear();
+    entries_.clear();
+    free_.clear();
     strict_.clear();
     tie_.clear();
     touched_list_.clear();
@@ -144,7 +144,10 @@ void ClusterState::index_nets(Reduction& r) {
                 q = &nets_.back();
                 q->net = net;
                 q->rule = driver_rule(r.d, net);
-                for (const Node* k = net->nodes; k; k = k->next) ++nodes_;
+                std::size_t nodes = 0;
+                for (const Node* k = net->nodes; k; k = k->next) ++nodes;
+                nodes_ += nodes;
+                if (nodes > big_net_nodes) q->big = 0;  // numbered below
             }
             if (net->net_type() == NET_SIGNAL && net->source == n) {
                 q->edge = true;
@@ -159,7 +162,15 @@ void ClusterState::index_nets(Reduction& r) {
     }
     uint32_t first = 0;
     for (std::size_t k = 0; k < nets_.size(); ++k) {
-        nets_[k].first = first;
+        LocalNet& q = nets_[k];
+        if (q.big != NONE && q.share) {
+            q.big = static_cast<uint32_t>(bigs_.size());
+            bigs_.emplace_back();
+            bigs_.back().local = static_cast<uint32_t>(k);
+            continue;
+        }
+        q.big = NONE;
+        q.first = first;
         first += capacity[k];
     }
     shares_.assign(first, {});
@@ -177,6 +188,8 @@ void ClusterState::build(Reduction& r, Instance* g) {
     delta_.assign(count, {});
     leader_.assign(count, NONE);
     key_.assign(count, NONE);
+    alive_.assign(count, 0);
+    head_.assign(count, 0);
     touched_.assign(count, 0);
     acc_.assign(count, {});
     piece_.assign(count, 0);
@@ -191,10 +204,20 @@ void ClusterState::build(Reduction& r, Instance* g) {
     }
     std::vector<std::vector<uint32_t>> pieces(count);
     for (uint32_t p = 0; p < count; ++p) pieces[find(p)].push_back(p);
-    for (uint32_t p = 0; p < count; ++p)
-        if (!pieces[p].empty()) make_root(p, pieces[p]);
-    for (LocalNet& q : nets_)
-        if (q.share) recompute(q);
+    for (uint32_t p = 0; p < count; ++p) {
+        if (pieces[p].empty())
+            free_.push_back(p);
+        else
+            make_root(p, pieces[p]);
+    }
+    for (LocalNet& q : nets_) {
+        if (!q.share) continue;
+        if (q.big != NONE)
+            recompute_big(q);
+        else
+            recompute(q);
+    }
+    pending_.clear();
     for (uint32_t root : touched_list_) refresh(root);
     touched_list_.clear();
     group_ = g;
@@ -209,11 +232,19 @@ void ClusterState::make_root(uint32_t root, const std::vector<uint32_t>& members
         ring_[members[k]] = members[(k + 1) % members.size()];
         bad += unflippable_[members[k]];
     }
+    alive_[root] = 1;
+    head_[root] = members.front();
     size_[root] = static_cast<uint32_t>(members.size());
     bad_[root] = bad;
     delta_[root] = {};
     leader_[root] = NONE;
     touch(root);
+}
+
+uint32_t ClusterState::new_root() {
+    const uint32_t root = free_.back();
+    free_.pop_back();
+    return root;
 }
 
 void ClusterState::touch(uint32_t root) {
@@ -292,7 +323,7 @@ void ClusterState::withdraw(LocalNet& q) {
 
 // The cluster lost an edge: its members under the present edges. The
 // largest piece keeps the root and the shares of the nets no other piece
-// touches.
+// touches; the pins of the others move to their own roots.
 void ClusterState::split(uint32_t root) {
     const std::vector<uint32_t> xs = members_of(root);
     for (uint32_t x : xs) uf_[x] = x;
@@ -308,11 +339,9 @@ void ClusterState::split(uint32_t root) {
         });
     std::vector<std::vector<uint32_t>> pieces;
     for (uint32_t x : xs) {
-        const uint32_t top = find(x);
-        if (top == x) {
-            piece_[x] = static_cast<uint32_t>(pieces.size());
-            pieces.emplace_back();
-        }
+        if (find(x) != x) continue;
+        piece_[x] = static_cast<uint32_t>(pieces.size());
+        pieces.emplace_back();
     }
     for (uint32_t x : xs) pieces[piece_[find(x)]].push_back(x);
     leader_[root] = NONE;
@@ -321,43 +350,60 @@ void ClusterState::split(uint32_t root) {
     std::size_t big = 0;
     for (std::size_t k = 1; k < pieces.size(); ++k)
         if (pieces[k].size() > pieces[big].size()) big = k;
+    unkey(root);
+    std::vector<uint32_t> roots(pieces.size(), root);
     for (std::size_t k = 0; k < pieces.size(); ++k) {
         if (k == big) continue;
+        roots[k] = new_root();
         for (uint32_t x : pieces[k]) {
             if (!gate_[x]) continue;
             for_each_in_ring(member_[x]->node, [&](Node* n) {
-                if (LocalNet* q = local_of(n->net); q && q->share) withdraw(*q);
+                LocalNet* q = local_of(n->net);
+                if (!q || !q->share) return;
+                if (q->big == NONE) {
+                    withdraw(*q);
+                    return;
+                }
+                add_pin(q->big, root, n, -1);
+                add_pin(q->big, roots[k], n, +1);
             });
         }
     }
     const Delta kept = delta_[root];
-    unkey(root);
-    for (std::size_t k = 0; k < pieces.size(); ++k)
-        if (k != big) make_root(pieces[k].front(), pieces[k]);
-    const uint32_t big_root =
-        std::find(pieces[big].begin(), pieces[big].end(), root) != pieces[big].end()
-            ? root
-            : pieces[big].front();
-    make_root(big_root, pieces[big]);
-    delta_[big_root] = kept;
+    for (std::size_t k = 0; k < pieces.size(); ++k) {
+        const Delta d = k == big ? kept : Delta{};
+        make_root(roots[k], pieces[k]);
+        delta_[roots[k]] = d;
+    }
 }
 
-// Join two clusters along a new edge, relabelling the smaller one; the nets
-// of its gates get new shares.
+// Join two clusters along a new edge, relabelling the smaller one; the
+// shares of the nets of its gates are computed again.
 void ClusterState::unite(uint32_t a, uint32_t b) {
     if (size_[a] < size_[b]) std::swap(a, b);
-    for_each_member_net(b, [&](LocalNet& q) {
-        if (q.share) withdraw(q);
-    });
+    const std::vector<uint32_t> xs = members_of(b);
+    for (uint32_t x : xs) {
+        if (!gate_[x]) continue;
+        for_each_in_ring(member_[x]->node, [&](Node* n) {
+            LocalNet* q = local_of(n->net);
+            if (!q || !q->share) return;
+            if (q->big == NONE)
+                withdraw(*q);
+            else
+                move_entry(q->big, b, a);
+        });
+    }
     unkey(a);
     unkey(b);
     delta_[a].count += delta_[b].count;
     delta_[a].load += delta_[b].load;
-    for (uint32_t x : members_of(b)) label_[x] = a;
-    std::swap(ring_[a], ring_[b]);
+    for (uint32_t x : xs) label_[x] = a;
+    std::swap(ring_[head_[a]], ring_[head_[b]]);
     size_[a] += size_[b];
     bad_[a] += bad_[b];
     leader_[a] = NONE;
+    alive_[b] = 0;
+    free_.push_back(b);
     touch(a);
 }
 
@@ -365,7 +411,7 @@ void ClusterState::unite(uint32_t a, uint32_t b) {
 // sets change only when the answer does.
 void ClusterState::refresh(uint32_t root) {
     touched_[root] = 0;
-    if (label_[root] != root) return;
+    if (!alive_[root]) return;
     const Delta d = delta_[root];
     const bool strict = d.count < 0;
     const bool tie = strict || (d.count == 0 && d.load < 0);
@@ -407,7 +453,7 @@ uint32_t ClusterState::replay(uint32_t root) {
             const uint32_t a = find(q->driver), b = find(c);
             if (a != b) uf_[b] = a;
         });
-    return find(root);
+    return find(xs.front());
 }
 
 bool ClusterState::apply_log() {
@@ -423,7 +469,8 @@ bool ClusterState::apply_log() {
     for (const Logged& e : changed) {
         LocalNet* q = local_of(e.node->net);
         if (!q) continue;
-        if (q->share) withdraw(*q);
+        if (q->share && q->big == NONE) withdraw(*q);
+        if (q->share && q->big != NONE) vote_changed(*q, e.node, e.old_a);
         const bool was = e.old_a == 1, is = e.node->pol_a() == 1;
         if (!q->edge || was == is) continue;
         const uint32_t c = member_of(e.node);
@@ -448,6 +495,8 @@ bool ClusterState::apply_log() {
     for (uint32_t k : dirty_)
         if (nets_[k].dirty) recompute(nets_[k]);
     dirty_.clear();
+    for (uint32_t k : pending_) settle_big(nets_[bigs_[k].local]);
+    pending_.clear();
     for (uint32_t root : touched_list_) refresh(root);
     touched_list_.clear();
     return true;

@@ -20,6 +20,7 @@
 
 #include <cstdint>
 #include <set>
+#include <unordered_map>
 #include <vector>
 
 #include "db/design.h"
@@ -37,6 +38,10 @@ void set_cluster_checks(bool on);
 bool cluster_checks();
 // How many steps were checked since the program started.
 long cluster_checks_done();
+// Nets with more nodes than this keep one share per cluster and update only
+// the shares a change can move (tests lower it to reach every path).
+// Returns the previous size.
+std::size_t set_big_net_nodes(std::size_t nodes);
 
 class ClusterState {
    public:
@@ -84,9 +89,35 @@ class ClusterState {
         bool odd = false;
         bool used = false;
     };
+    // A cluster's pins on a big net: its consumer inputs by polarity, the
+    // parity of its other pins, and its share while `held` in the delta.
+    struct Entry {
+        int straight = 0;
+        int inverted = 0;
+        int count = 0;
+        int load = 0;
+        int level = 0;  // while held and even: see `level_of`
+        bool odd = false;
+        bool held = false;
+    };
+    // A net of many nodes. While the votes stay clear of the levels of the
+    // even clusters' own pins, those clusters' shares do not move with the
+    // votes: only the entries that changed and the odd ones are computed
+    // again.
+    struct BigNet {
+        int base_s = 0, base_i = 0;  // the votes the held shares were computed with
+        int cur_s = 0, cur_i = 0;
+        std::multiset<int> levels;    // of the even held entries
+        std::vector<uint32_t> roots;  // with an entry (may repeat or have died)
+        std::vector<uint32_t> redo;   // entries to compute again
+        std::vector<uint32_t> odd;    // entries that were odd
+        uint32_t local = 0;           // in `nets_`
+        bool pending = false;
+    };
     struct LocalNet {
         Net* net = nullptr;
         uint32_t driver = NONE;  // the member driving it, for edge nets
+        uint32_t big = NONE;     // in `bigs_`
         uint32_t first = 0;      // its shares in `shares_`
         uint32_t shares = 0;
         DriverRule rule = DriverRule::NEVER;
@@ -110,9 +141,26 @@ class ClusterState {
     bool apply_log();
     void withdraw(LocalNet& q);
     void recompute(LocalNet& q);
+    // Big nets.
+    static uint64_t entry_key(uint32_t big, uint32_t root) {
+        return static_cast<uint64_t>(big) << 32 | root;
+    }
+    Entry* entry(uint32_t big, uint32_t root);
+    Entry& entry_at(uint32_t big, uint32_t root);
+    void unhold(uint32_t big, Entry& e, uint32_t root);
+    void hold(const LocalNet& q, Entry& e, uint32_t root, int straight, int inverted);
+    void redo(uint32_t big, uint32_t root);
+    void add_pin(uint32_t big, uint32_t root, const Node* n, int sign);
+    void vote_changed(const LocalNet& q, const Node* n, int old_a);
+    void move_entry(uint32_t big, uint32_t from, uint32_t to);
+    void settle_big(const LocalNet& q);
+    void recompute_big(const LocalNet& q);
+    bool clear_of_entries(const LocalNet& q, int straight, int inverted) const;
+    static int level_of(const LocalNet& q, const Entry& e);
     void split(uint32_t root);
     void unite(uint32_t a, uint32_t b);
     void make_root(uint32_t root, const std::vector<uint32_t>& members);
+    uint32_t new_root();
     void touch(uint32_t root);
     void unkey(uint32_t root);
     void refresh(uint32_t root);
@@ -127,6 +175,9 @@ class ClusterState {
     std::vector<Instance*> member_;     // the set's members, in chain order
     std::vector<uint32_t> label_;       // per member: its root
     std::vector<uint32_t> ring_;        // per member: next in its cluster (circular)
+    std::vector<uint8_t> alive_;        // per root
+    std::vector<uint32_t> head_;        // per root: a member
+    std::vector<uint32_t> free_;        // roots not in use
     std::vector<uint8_t> gate_;         // per member: flipped with its cluster
     std::vector<uint8_t> unflippable_;  // per member
     std::vector<uint32_t> size_;        // per root
@@ -141,6 +192,9 @@ class ClusterState {
     std::vector<LocalNet> nets_;
     std::vector<Share> shares_;
     std::vector<uint32_t> dirty_;
+    std::vector<BigNet> bigs_;
+    std::vector<uint32_t> pending_;  // big nets to settle
+    std::unordered_map<uint64_t, Entry> entries_;
     std::size_t nodes_ = 0;  // nodes on the local nets
 
     // Side tables indexed by node sequence and net `work_id`, filled for the
