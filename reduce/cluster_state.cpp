@@ -1,6 +1,7 @@
 #include "reduce/cluster_state.h"
 
 #include <algorithm>
+#include <array>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -147,6 +148,7 @@ void ClusterState::index_nets(Reduction& r) {
                 std::size_t nodes = 0;
                 for (const Node* k = net->nodes; k; k = k->next) ++nodes;
                 nodes_ += nodes;
+                q->nodes = nodes;
                 if (nodes > big_net_nodes) q->big = 0;  // numbered below
             }
             if (net->net_type() == NET_SIGNAL && net->source == n) {
@@ -183,6 +185,10 @@ void ClusterState::build(Reduction& r, Instance* g) {
     const std::size_t count = member_.size();
     label_.assign(count, 0);
     ring_.assign(count, 0);
+    prev_.assign(count, 0);
+    seen_.assign(count, 0);
+    seen_group_.assign(count, 0);
+    stamp_ = 0;
     size_.assign(count, 0);
     bad_.assign(count, 0);
     delta_.assign(count, {});
@@ -230,6 +236,7 @@ void ClusterState::make_root(uint32_t root, const std::vector<uint32_t>& members
     for (std::size_t k = 0; k < members.size(); ++k) {
         label_[members[k]] = root;
         ring_[members[k]] = members[(k + 1) % members.size()];
+        prev_[members[(k + 1) % members.size()]] = members[k];
         bad += unflippable_[members[k]];
     }
     alive_[root] = 1;
@@ -321,10 +328,106 @@ void ClusterState::withdraw(LocalNet& q) {
     dirty_.push_back(static_cast<uint32_t>(&q - nets_.data()));
 }
 
-// The cluster lost an edge: its members under the present edges. The
-// largest piece keeps the root and the shares of the nets no other piece
-// touches; the pins of the others move to their own roots.
-void ClusterState::split(uint32_t root) {
+// Calls f on every member of the cluster joined to member x by a present
+// edge; returns the nodes walked.
+template <class F>
+std::size_t ClusterState::for_each_neighbour(uint32_t root, uint32_t x, F&& f) {
+    std::size_t walked = 0;
+    for_each_in_ring(member_[x]->node, [&](Node* n) {
+        ++walked;
+        const LocalNet* q = local_of(n->net);
+        if (!q || !q->edge) return;
+        if (n->net->source == n) {
+            for_each_straight(*q, [&](uint32_t c) {
+                if (label_[c] == root) f(c);
+            });
+            walked += q->nodes;
+        } else if (n->pol_a() == 1 && label_[q->driver] == root) {
+            f(q->driver);
+        }
+    });
+    return walked;
+}
+
+// The pieces of the cluster that do not hold the rest, found by searching
+// from the ends of its lost edges in lockstep: every piece holds such an
+// end, so once all searches but one have run out, the others have found
+// whole pieces. False when the searches walk more than a fraction of the
+// cluster.
+bool ClusterState::small_pieces(uint32_t root, const std::vector<uint32_t>& ends,
+                                std::vector<std::vector<uint32_t>>& small) {
+    struct Search {
+        std::vector<uint32_t> found;
+        std::size_t next = 0;
+    };
+    std::vector<Search> searches;
+    std::vector<uint32_t> group;  // union-find over searches
+    ++stamp_;
+    for (uint32_t x : ends) {
+        if (seen_[x] == stamp_) continue;
+        seen_[x] = stamp_;
+        piece_[x] = static_cast<uint32_t>(searches.size());
+        group.push_back(static_cast<uint32_t>(searches.size()));
+        searches.push_back({{x}, 0});
+    }
+    auto top = [&](uint32_t s) {
+        while (group[s] != s) s = group[s] = group[group[s]];
+        return s;
+    };
+    const std::size_t budget = size_[root] / 8 + 64;
+    std::size_t walked = 0;
+    for (;;) {
+        std::size_t groups = 0, open = 0;
+        for (uint32_t s = 0; s < searches.size(); ++s) {
+            if (top(s) != s) continue;
+            ++groups;
+            seen_group_[s] = 0;
+        }
+        for (uint32_t s = 0; s < searches.size(); ++s) {
+            if (searches[s].next == searches[s].found.size() || seen_group_[top(s)]) continue;
+            seen_group_[top(s)] = 1;
+            ++open;
+        }
+        if (groups == 1) return true;
+        if (open <= 1) break;
+        for (uint32_t s = 0; s < searches.size(); ++s) {
+            Search& at = searches[s];
+            if (at.next == at.found.size()) continue;
+            const uint32_t x = at.found[at.next++];
+            walked += for_each_neighbour(root, x, [&](uint32_t y) {
+                if (seen_[y] != stamp_) {
+                    seen_[y] = stamp_;
+                    piece_[y] = s;
+                    searches[s].found.push_back(y);
+                } else if (top(piece_[y]) != top(s)) {
+                    group[top(piece_[y])] = top(s);
+                }
+            });
+        }
+        if (walked > budget) return false;
+    }
+    // Whole pieces: the groups whose searches have all run out; when none
+    // is open, the largest of them stays.
+    std::vector<std::vector<uint32_t>> pieces(searches.size());
+    std::vector<uint8_t> open(searches.size(), 0);
+    for (uint32_t s = 0; s < searches.size(); ++s) {
+        if (searches[s].next < searches[s].found.size()) open[top(s)] = 1;
+        auto& piece = pieces[top(s)];
+        piece.insert(piece.end(), searches[s].found.begin(), searches[s].found.end());
+    }
+    std::size_t largest = 0;
+    for (std::size_t s = 0; s < pieces.size(); ++s)
+        if (pieces[s].size() > pieces[largest].size()) largest = s;
+    const bool any_open = std::find(open.begin(), open.end(), 1) != open.end();
+    for (std::size_t s = 0; s < pieces.size(); ++s) {
+        if (pieces[s].empty() || open[s] || (!any_open && s == largest)) continue;
+        small.push_back(std::move(pieces[s]));
+    }
+    return true;
+}
+
+// The same pieces by one pass over the whole cluster.
+void ClusterState::all_pieces(uint32_t root, std::vector<std::vector<uint32_t>>& small) {
     const std::vector<uint32_t> xs = members_of(root);
     for (uint32_t x : xs) uf_[x] = x;
     for (uint32_t x : xs)
@@ -344,18 +447,45 @@ void ClusterState::split(uint32_t root) {
         pieces.emplace_back();
     }
     for (uint32_t x : xs) pieces[piece_[find(x)]].push_back(x);
-    leader_[root] = NONE;
-    touch(root);
-    if (pieces.size() == 1) return;
     std::size_t big = 0;
     for (std::size_t k = 1; k < pieces.size(); ++k)
         if (pieces[k].size() > pieces[big].size()) big = k;
+    for (std::size_t k = 0; k < pieces.size(); ++k)
+        if (k != big) small.push_back(std::move(pieces[k]));
+}
+
+// The cluster lost edges (pairs of members in `ends`): it keeps its root
+// and the shares of the nets no other piece touches; the pins of the other
+// pieces move to their own roots. Each lost edge whose ends are still in the
+// cluster is searched from both ends; a search that exceeds its budget gives
+// way to one pass over the whole cluster.
+void ClusterState::split(uint32_t root, const std::vector<uint32_t>& ends) {
+    leader_[root] = NONE;
+    touch(root);
+    std::vector<std::vector<uint32_t>> small;
+    for (std::size_t k = 0; k + 1 < ends.size(); k += 2) {
+        if (label_[ends[k]] != root || label_[ends[k + 1]] != root) continue;
+        small.clear();
+        if (!small_pieces(root, {ends[k], ends[k + 1]}, small)) {
+            small.clear();
+            all_pieces(root, small);
+            detach(root, small);
+            return;
+        }
+        detach(root, small);
+    }
+}
+
+void ClusterState::detach(uint32_t root, const std::vector<std::vector<uint32_t>>& small) {
+    if (small.empty()) return;
     unkey(root);
-    std::vector<uint32_t> roots(pieces.size(), root);
-    for (std::size_t k = 0; k < pieces.size(); ++k) {
-        if (k == big) continue;
-        roots[k] = new_root();
-        for (uint32_t x : pieces[k]) {
+    for (const std::vector<uint32_t>& piece : small) {
+        const uint32_t piece_root = new_root();
+        for (uint32_t x : piece) {
+            if (head_[root] == x) head_[root] = ring_[x];
+            ring_[prev_[x]] = ring_[x];
+            prev_[ring_[x]] = prev_[x];
+            bad_[root] -= unflippable_[x];
             if (!gate_[x]) continue;
             for_each_in_ring(member_[x]->node, [&](Node* n) {
                 LocalNet* q = local_of(n->net);
@@ -365,15 +495,11 @@ void ClusterState::split(uint32_t root) {
                     return;
                 }
                 add_pin(q->big, root, n, -1);
-                add_pin(q->big, roots[k], n, +1);
+                add_pin(q->big, piece_root, n, +1);
             });
         }
-    }
-    const Delta kept = delta_[root];
-    for (std::size_t k = 0; k < pieces.size(); ++k) {
-        const Delta d = k == big ? kept : Delta{};
-        make_root(roots[k], pieces[k]);
-        delta_[roots[k]] = d;
+        size_[root] -= static_cast<uint32_t>(piece.size());
+        make_root(piece_root, piece);
     }
 }
 
@@ -398,7 +524,11 @@ void ClusterState::unite(uint32_t a, uint32_t b) {
     delta_[a].count += delta_[b].count;
     delta_[a].load += delta_[b].load;
     for (uint32_t x : xs) label_[x] = a;
-    std::swap(ring_[head_[a]], ring_[head_[b]]);
+    const uint32_t ha = head_[a], hb = head_[b], na = ring_[ha], nb = ring_[hb];
+    ring_[ha] = nb;
+    prev_[nb] = ha;
+    ring_[hb] = na;
+    prev_[na] = hb;
     size_[a] += size_[b];
     bad_[a] += bad_[b];
     leader_[a] = NONE;
@@ -464,7 +594,7 @@ bool ClusterState::apply_log() {
     }
     log_.clear();
     if (changed.size() * kRebuildShare > nodes_) return false;
-    std::vector<uint32_t> lost;  // roots that lost an edge
+    std::vector<std::array<uint32_t, 3>> lost;  // root and ends of a lost edge
     std::vector<std::pair<uint32_t, uint32_t>> added;
     for (const Logged& e : changed) {
         LocalNet* q = local_of(e.node->net);
@@ -478,11 +608,16 @@ bool ClusterState::apply_log() {
         if (is)
             added.emplace_back(q->driver, c);
         else
-            lost.push_back(label_[c]);
+            lost.push_back({label_[c], q->driver, c});
     }
     std::sort(lost.begin(), lost.end());
-    lost.erase(std::unique(lost.begin(), lost.end()), lost.end());
-    for (uint32_t root : lost) split(root);
+    std::vector<uint32_t> ends;
+    for (std::size_t k = 0; k < lost.size(); ++k) {
+        ends.insert(ends.end(), {lost[k][1], lost[k][2]});
+        if (k + 1 < lost.size() && lost[k + 1][0] == lost[k][0]) continue;
+        split(lost[k][0], ends);
+        ends.clear();
+    }
     for (const auto& [driver, c] : added) {
         const uint32_t a = label_[driver], b = label_[c];
         if (a == b) {

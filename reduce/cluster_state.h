@@ -120,6 +120,7 @@ class ClusterState {
         uint32_t big = NONE;     // in `bigs_`
         uint32_t first = 0;      // its shares in `shares_`
         uint32_t shares = 0;
+        std::size_t nodes = 0;
         DriverRule rule = DriverRule::NEVER;
         bool edge = false;   // straight consumers join its driver's cluster
         bool share = false;  // flips change its count or load
@@ -157,7 +158,13 @@ class ClusterState {
     void recompute_big(const LocalNet& q);
     bool clear_of_entries(const LocalNet& q, int straight, int inverted) const;
     static int level_of(const LocalNet& q, const Entry& e);
-    void split(uint32_t root);
+    template <class F>
+    std::size_t for_each_neighbour(uint32_t root, uint32_t x, F&& f);
+    bool small_pieces(uint32_t root, const std::vector<uint32_t>& ends,
+                      std::vector<std::vector<uint32_t>>& small);
+    void all_pieces(uint32_t root, std::vector<std::vector<uint32_t>>& small);
+    void split(uint32_t root, const std::vector<uint32_t>& ends);
+    void detach(uint32_t root, const std::vector<std::vector<uint32_t>>& small);
     void unite(uint32_t a, uint32_t b);
     void make_root(uint32_t root, const std::vector<uint32_t>& members);
     uint32_t new_root();
@@ -175,6 +182,7 @@ class ClusterState {
     std::vector<Instance*> member_;     // the set's members, in chain order
     std::vector<uint32_t> label_;       // per member: its root
     std::vector<uint32_t> ring_;        // per member: next in its cluster (circular)
+    std::vector<uint32_t> prev_;        // per member: previous in its cluster
     std::vector<uint8_t> alive_;        // per root
     std::vector<uint32_t> head_;        // per root: a member
     std::vector<uint32_t> free_;        // roots not in use
@@ -208,6 +216,9 @@ class ClusterState {
     // Scratch by member: a union-find, piece numbers, per-net sums.
     mutable std::vector<uint32_t> uf_;
     std::vector<uint32_t> piece_;
+    std::vector<uint32_t> seen_;  // by member: `stamp_` when searched
+    std::vector<uint8_t> seen_group_;
+    uint32_t stamp_ = 0;
     std::vector<Acc> acc_;
     std::vector<uint32_t> acc_list_;
 };
