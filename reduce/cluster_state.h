@@ -18,6 +18,7 @@
 // dropped, the others turn into dirty nets and added or removed edges.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <set>
 #include <unordered_map>
@@ -136,8 +137,6 @@ class ClusterState {
     LocalNet* local_of(const Net* net);
     template <class F>
     void for_each_straight(const LocalNet& q, F&& f) const;
-    template <class F>
-    void for_each_member_net(uint32_t root, F&& f);
 
     bool apply_log();
     void withdraw(LocalNet& q);
