@@ -51,8 +51,8 @@ enum Cell : int {
     CELL_REG = 410,
     CELL_REGR = 411,
     CELL_REGS = 412,
-    CELL_REG2 = 413,   // reg--1
-    CELL_REG3 = 414,   // reg---1
+    CELL_REG2 = 413,  // reg--1
+    CELL_REG3 = 414,  // reg---1
     CELL_SREG = 415,
     CELL_SRGR = 416,
     CELL_SRGS = 417,
@@ -84,9 +84,32 @@ enum ModuleKind : int {
     MOD_REFERENCE = 311,
 };
 
-inline bool is_register(int cell) { return cell >= 410 && cell <= 419; }
-inline bool is_xor(int cell) { return cell == CELL_EOR || cell == CELL_ENOR; }
-inline bool is_gate(int cell) { return cell >= 402 && cell <= 409; }
+inline bool is_register(int cell) {
+    return cell >= 410 && cell <= 419;
+}
+inline bool is_xor(int cell) {
+    return cell == CELL_EOR || cell == CELL_ENOR;
+}
+inline bool is_gate(int cell) {
+    return cell >= 402 && cell <= 409;
+}
+
+// Pin directions: each direction word comes plain and "-connected".
+inline bool is_input_type(int type) {
+    return type == KW_INPUT || type == KW_INPUT_CONNECTED;
+}
+inline bool is_output_type(int type) {
+    return type == KW_OUTPUT || type == KW_OUTPUT_CONNECTED;
+}
+inline bool is_tristate_type(int type) {
+    return type == KW_TRISTATE || type == KW_TRISTATE_CONNECTED;
+}
+inline bool is_bidirect_type(int type) {
+    return type == KW_BIDIRECT || type == KW_BIDIRECT_CONNECTED;
+}
+inline bool is_unused_type(int type) {
+    return type == KW_UNUSED || type == KW_UNUSED_CONNECTED;
+}
 
 struct CodeRow {
     const char* text;

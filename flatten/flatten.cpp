@@ -1,28 +1,20 @@
 #include "flatten/flatten.h"
 
-#include <cstring>
 #include <ostream>
 
 #include "db/lists.h"
+#include "db/queries.h"
 #include "flatten/net_list_index.h"
 #include "flatten/net_merge.h"
 #include "flatten/net_ops.h"
 #include "flatten/sticky.h"
-#include "netlist/reader.h"
 
 namespace vorp {
 
 namespace {
 
-bool same_text(const char* a, const char* b) {
-    return a && b && std::strcmp(a, b) == 0;
-}
-
 bool is_flattened(const Module* m) {
     return m && m->kind() == MOD_NLD;
-}
-bool is_driven(const Net* net) {
-    return net->net_type() == NET_WIRED || net->net_type() == NET_SIGNAL;
 }
 
 void pin_down(Node* n) {
@@ -78,7 +70,7 @@ void init_polarity(Module& m) {
 
 int fold_inverters(Design& d, Module& m) {
     for (Net* net = m.nets; net; net = net->next) {
-        if (!is_driven(net)) continue;
+        if (!is_signal_net(net)) continue;
         for (Node* n = net->nodes; n;) {
             if (n->inst->cell() != CELL_INV) {
                 n = n->next;
@@ -108,35 +100,35 @@ int fold_inverters(Design& d, Module& m) {
     return 1;
 }
 
+// Empty `list` in order: what `stays` picks is pushed on `kept` (so it ends
+// reversed; `kept` may be `list` itself), the rest goes behind `tail`.
+template <class T, class Stays>
+void split_list(T*& list, T*& kept, Tail<T>& tail, Stays stays) {
+    T* item = list;
+    list = nullptr;
+    while (item) {
+        T* next = item->next;
+        if (stays(item))
+            push_front(kept, item);
+        else
+            tail.append(item);
+        item = next;
+    }
+}
+
 // Move a flattened copy's nets behind `tail`; its clock nets stay, reversed.
 void collect_nets(Tail<Net>& tail, Module& m) {
     if (m.kind() != MOD_NLD) return;
-    Net* net = m.nets;
-    m.nets = nullptr;
-    while (net) {
-        Net* next = net->next;
-        if (net->net_type() == NET_CLOCK)
-            push_front(m.nets, net);
-        else
-            tail.append(net);
-        net = next;
-    }
+    split_list(m.nets, m.nets, tail, [](const Net* net) { return net->net_type() == NET_CLOCK; });
 }
 
 // Move a flattened copy's instances behind `tail`; its instances of
 // flattened sub-modules go to its `flattened` list.
 void collect_instances(Tail<Instance>& tail, Module& m) {
     if (m.kind() != MOD_NLD) return;
-    Instance* inst = m.insts;
-    m.insts = nullptr;
-    while (inst) {
-        Instance* next = inst->next;
-        if (inst->cell() == CELL_SUBMODULE && is_flattened(inst->sub))
-            push_front(m.flattened, inst);
-        else
-            tail.append(inst);
-        inst = next;
-    }
+    split_list(m.insts, m.flattened, tail, [](const Instance* inst) {
+        return inst->cell() == CELL_SUBMODULE && is_flattened(inst->sub);
+    });
 }
 
 // A boundary pin left without a partner outside.
@@ -159,7 +151,7 @@ int link_unmatched_submodule_pin(Design& d, Node* n) {
 // Join every flattened copy's ports to the pins outside it.
 int link_boundaries(Design& d, Module& top) {
     for (Net* net = top.nets; net; net = net->next) {
-        if (!is_driven(net)) continue;
+        if (!is_signal_net(net)) continue;
         for (Node* n = net->nodes; n;) {
             Instance* inst = n->inst;
             const int cell = inst->cell();
@@ -178,8 +170,7 @@ int link_boundaries(Design& d, Module& top) {
                 } else if (!link_unmatched_submodule_pin(d, n)) {
                     return 0;
                 }
-            } else if (cell == CELL_SUBMODULE &&
-                       (n->pin_type() == KW_UNUSED || n->pin_type() == KW_UNUSED_CONNECTED)) {
+            } else if (cell == CELL_SUBMODULE && is_unused_type(n->pin_type())) {
                 pin_down(n);
             }
             n = n->next;
@@ -206,19 +197,11 @@ int join_duplicates(Design& d, Module& top, Pick pick) {
     return 1;
 }
 
-bool on_cell(const Node* n, int cell) {
-    return n->inst && n->inst->cell() == cell;
-}
-
 int join_constants(Design& d, Module& top) {
     if (!join_duplicates(d, top, [](const Node* s) { return on_cell(s, CELL_HIGH); })) return 0;
     if (!join_duplicates(d, top, [](const Node* s) { return on_cell(s, CELL_LOW); })) return 0;
-    if (!join_duplicates(d, top, [](const Node* s) {
-            return on_cell(s, CELL_PORT) && same_text(s->pin, "VDD");
-        }))
-        return 0;
-    return join_duplicates(
-        d, top, [](const Node* s) { return on_cell(s, CELL_PORT) && same_text(s->pin, "VSS"); });
+    if (!join_duplicates(d, top, [](const Node* s) { return on_supply_port(s, "VDD"); })) return 0;
+    return join_duplicates(d, top, [](const Node* s) { return on_supply_port(s, "VSS"); });
 }
 
 }  // namespace
@@ -259,7 +242,7 @@ int flat(Design& d) {
         if (!link_boundaries(d, top)) return 0;
     }
     for (Net* net = top.nets; net; net = net->next)
-        if (is_driven(net) && !find_source(d, net)) return 0;
+        if (is_signal_net(net) && !find_source(d, net)) return 0;
 
     if (!top.insts) {
         *d.err << "vorp: internal instance representation colapsed, or instance set is empty, "

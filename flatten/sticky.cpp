@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "db/lists.h"
+#include "db/queries.h"
 #include "flatten/net_ops.h"
 
 namespace vorp {
@@ -17,18 +18,6 @@ Node* make_pin(Design& d, Instance* owner, const char* name, int type, int pol) 
     pin->set_pin_type(type);
     pin->set_pols(pol, pol);
     return pin;
-}
-
-void push_node(Net* net, Node* node) {
-    node->net = net;
-    push_front(net->nodes, node);
-}
-
-bool is_input_type(int type) {
-    return type == KW_INPUT || type == KW_INPUT_CONNECTED;
-}
-bool is_output_type(int type) {
-    return type == KW_OUTPUT || type == KW_OUTPUT_CONNECTED;
 }
 
 // The sticky's direction and cell for a node of an inverter; false with the
@@ -67,7 +56,7 @@ bool boundary_side(Design& d, Node* node, Node* partner, int& cell, int& dir) {
         dir = 1 - base;
     } else if (is_output_type(type)) {
         dir = base;
-    } else if (type == KW_TRISTATE || type == KW_TRISTATE_CONNECTED) {
+    } else if (is_tristate_type(type)) {
         dir = base;
         cell = CELL_STICKY_TS;
     } else {

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "db/queries.h"
 #include "netlist/copy_writer.h"
 #include "netlist/loader.h"
 
@@ -40,7 +41,7 @@ void write_net(OutputFile& out, const Net* net) {
     out.write("\t(def-net");
     for (const Node* n = net->nodes; n; n = n->next) {
         out.put('\t');
-        if (n->inst && n->inst->cell() == CELL_PORT) {
+        if (on_cell(n, CELL_PORT)) {
             out.write(text_or_null(n->pin));
         } else {
             out.write(n->inst ? text_or_null(n->inst->name) : "(null)");

@@ -1,27 +1,12 @@
 #include "rewrite/cell_variants.h"
 
-#include <cstring>
-
 #include "db/lists.h"
 #include "flatten/net_list_index.h"
 #include "flatten/net_ops.h"
-#include "reduce/counting.h"
 
 namespace vorp {
 
-const char* const kOutPin = "out";
-const char* const kNoutPin = "nout";
-
 namespace {
-
-bool same_text(const char* a, const char* b) {
-    return a && b && std::strcmp(a, b) == 0;
-}
-
-void push_node(Net* net, Node* node) {
-    node->net = net;
-    push_front(net->nodes, node);
-}
 
 // Consumers wanting the inverted value move to the complement's net; every
 // list comes out in reverse order of processing. `b_new` tells whether B was
@@ -78,17 +63,7 @@ void finish_constant(Design& d, Net* net, bool is_new, int cell) {
         return;
     }
     if (!net->nodes) return;
-    Instance* constant = d.make<Instance>();
-    constant->set_cell(cell);
-    constant->name = d.copy_string(cell == CELL_HIGH ? "high-" : "low-");
-    constant->owner = &top;
-    push_front(top.insts, constant);
-    Node* out = d.make<Node>();
-    out->pin = cell == CELL_HIGH ? kOutPin : kNoutPin;
-    out->set_pin_type(KW_OUTPUT);
-    out->inst = constant;
-    constant->node = out;
-    add_driven_net(d, top, net, out);
+    add_driven_net(d, top, net, make_constant_cell(d, top, cell));
 }
 
 void finish_power(Design& d, Net* net, bool is_new, const char* name) {
@@ -98,17 +73,8 @@ void finish_power(Design& d, Net* net, bool is_new, const char* name) {
         return;
     }
     if (!net->nodes) return;
-    Instance* port = d.make<Instance>();
-    port->set_cell(CELL_PORT);
-    port->set_pin_type(KW_GLOBAL);
-    port->name = d.copy_string(name);
-    port->owner = &top;
-    Node* node = d.make<Node>();
-    node->pin = port->name;
-    node->set_pin_type(KW_GLOBAL);
-    node->inst = port;
-    port->node = node;
-    add_driven_net(d, top, net, node);
+    Instance* port = make_supply_port(d, top, name);
+    add_driven_net(d, top, net, port->node);
     // A new "VDD" joins the ports, a new "VSS" the instances: kept as the
     // program has always done it.
     if (same_text(name, "VDD"))
@@ -147,10 +113,6 @@ Pair find_pair(Module& top, IsA is_a, IsB is_b) {
         if (is_b(net->source)) p.b = net, seen_b = true;
     }
     return p;
-}
-
-bool on_cell(const Node* n, int cell) {
-    return n->inst && n->inst->cell() == cell;
 }
 
 }  // namespace
@@ -192,8 +154,8 @@ void split_constant_nets(Design& d) {
 
 void split_power_nets(Design& d) {
     Pair p = find_pair(
-        *d.top(), [](const Node* s) { return on_cell(s, CELL_PORT) && same_text(s->pin, "VDD"); },
-        [](const Node* s) { return on_cell(s, CELL_PORT) && same_text(s->pin, "VSS"); });
+        *d.top(), [](const Node* s) { return on_supply_port(s, "VDD"); },
+        [](const Node* s) { return on_supply_port(s, "VSS"); });
     if (!redistribute(d, p)) return;
     finish_power(d, p.a, p.a_new, "VDD");
     finish_power(d, p.b, p.b_new, "VSS");

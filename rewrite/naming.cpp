@@ -1,12 +1,10 @@
 #include "rewrite/naming.h"
 
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 
-#include "netlist/reader.h"
-#include "reduce/counting.h"
+#include "db/queries.h"
 #include "rewrite/grouping.h"
 
 namespace vorp {
@@ -14,10 +12,6 @@ namespace vorp {
 namespace {
 
 constexpr long kNameLimit = 10000000;
-
-bool same_text(const char* a, const char* b) {
-    return a && b && std::strcmp(a, b) == 0;
-}
 
 // Numbering that finds no free name below the limit ends the run silently.
 void check_limit(long n) {
@@ -231,8 +225,8 @@ void sync_sub_pins(Module& m) {
     for (Net* net = m.nets; net; net = net->next) {
         if (!is_signal_net(net)) continue;
         for (Node* n = net->nodes; n; n = n->next)
-            if (n->inst && n->inst->cell() == CELL_SUBMODULE && n->inst->sub &&
-                n->inst->sub->kind() == MOD_NLD && n->peer)
+            if (on_cell(n, CELL_SUBMODULE) && n->inst->sub && n->inst->sub->kind() == MOD_NLD &&
+                n->peer)
                 n->pin = n->peer->pin;
     }
 }

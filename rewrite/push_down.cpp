@@ -1,9 +1,7 @@
 #include "rewrite/push_down.h"
 
-#include <cstring>
-
 #include "db/lists.h"
-#include "reduce/counting.h"
+#include "db/queries.h"
 #include "rewrite/inverter_insertion.h"
 #include "rewrite/naming.h"
 #include "rewrite/piece_tree.h"
@@ -11,10 +9,6 @@
 namespace vorp {
 
 namespace {
-
-bool same_text(const char* a, const char* b) {
-    return a && b && std::strcmp(a, b) == 0;
-}
 
 // Default mode: every instance goes back to the module copy it came from.
 void return_instances(Design& d) {
@@ -70,9 +64,8 @@ void split_into_pieces(Design& d, Net* net, int type, FirstInstanceByName& index
         NetPiece* tree = build_piece_tree(d, net);
         localize_constants(d, tree, cell);
         make_piece_nets(d, tree, type);
-    } else if (cell == CELL_PORT &&
-               (same_text(net->source->pin, "VDD") || same_text(net->source->pin, "VSS"))) {
-        const int which = same_text(net->source->pin, "VDD") ? CELL_HIGH : CELL_LOW;
+    } else if (on_supply_port(net->source, "VDD") || on_supply_port(net->source, "VSS")) {
+        const int which = on_supply_port(net->source, "VDD") ? CELL_HIGH : CELL_LOW;
         NetPiece* tree = build_piece_tree(d, net);
         localize_power(d, tree, which);
         make_piece_nets(d, tree, type);
