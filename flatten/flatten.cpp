@@ -68,7 +68,7 @@ void init_polarity(Module& m) {
         for (Node* n = net->nodes; n; n = n->next) n->set_pols(1, 1);
 }
 
-int fold_inverters(Design& d, Module& m) {
+[[nodiscard]] bool fold_inverters(Design& d, Module& m) {
     for (Net* net = m.nets; net; net = net->next) {
         if (!is_signal_net(net)) continue;
         for (Node* n = net->nodes; n;) {
@@ -79,13 +79,13 @@ int fold_inverters(Design& d, Module& m) {
             if (n->same_inst != n) {
                 // Go on from the node the merge returns: chains fold in one walk.
                 n = merge_net(d, n, n->same_inst, m);
-                if (!n) return 0;
+                if (!n) return false;
                 continue;
             }
             if (!same_text(n->pin, "in")) {
                 *d.err << "vorp: the inverter instance (" << text_or_null(n->inst->name)
                        << ") has floating input, sorry.\n";
-                return 0;
+                return false;
             }
             Instance* buffer = d.make<Instance>();
             buffer->set_cell(CELL_NINV);
@@ -97,7 +97,7 @@ int fold_inverters(Design& d, Module& m) {
             n = n->next;
         }
     }
-    return 1;
+    return true;
 }
 
 // Empty `list` in order: what `stays` picks is pushed on `kept` (so it ends
@@ -132,24 +132,24 @@ void collect_instances(Tail<Instance>& tail, Module& m) {
 }
 
 // A boundary pin left without a partner outside.
-int link_unmatched_submodule_pin(Design& d, Node* n) {
+[[nodiscard]] bool link_unmatched_submodule_pin(Design& d, Node* n) {
     Instance* port = find_port(n->pin, *n->inst->sub);
     if (!port) {
         *d.err << "vorp: sub-module instance (" << text_or_null(n->inst->name)
                << ") does not match to its module defintion, net colapsed?\n";
-        return 0;
+        return false;
     }
     if (port->kept()) {
         *d.err << "vorp: linkage across sub-module boundary mismatched, sorry.\n";
-        return 0;
+        return false;
     }
     port->set_kept(false);
     pin_down(n);
-    return 1;
+    return true;
 }
 
 // Join every flattened copy's ports to the pins outside it.
-int link_boundaries(Design& d, Module& top) {
+[[nodiscard]] bool link_boundaries(Design& d, Module& top) {
     for (Net* net = top.nets; net; net = net->next) {
         if (!is_signal_net(net)) continue;
         for (Node* n = net->nodes; n;) {
@@ -161,14 +161,14 @@ int link_boundaries(Design& d, Module& top) {
             if (joins) {
                 if (Node* partner = find_node(n)) {
                     n = merge_net(d, n, partner, top);
-                    if (!n) return 0;
+                    if (!n) return false;
                     continue;
                 }
                 if (cell == CELL_PORT) {
                     inst->set_kept(false);
                     pin_down(n);
                 } else if (!link_unmatched_submodule_pin(d, n)) {
-                    return 0;
+                    return false;
                 }
             } else if (cell == CELL_SUBMODULE && is_unused_type(n->pin_type())) {
                 pin_down(n);
@@ -176,13 +176,13 @@ int link_boundaries(Design& d, Module& top) {
             n = n->next;
         }
     }
-    return 1;
+    return true;
 }
 
 // Join the nets driven by the cells (or ports) that `pick` selects into the
 // first of them.
 template <class Pick>
-int join_duplicates(Design& d, Module& top, Pick pick) {
+[[nodiscard]] bool join_duplicates(Design& d, Module& top, Pick pick) {
     Net* first = nullptr;
     for (Net* net = top.nets; net;) {
         Net* next = net->next;
@@ -190,23 +190,24 @@ int join_duplicates(Design& d, Module& top, Pick pick) {
             if (!first)
                 first = net;
             else if (!append_net(d, first, net))
-                return 0;
+                return false;
         }
         net = next;
     }
-    return 1;
+    return true;
 }
 
-int join_constants(Design& d, Module& top) {
-    if (!join_duplicates(d, top, [](const Node* s) { return on_cell(s, CELL_HIGH); })) return 0;
-    if (!join_duplicates(d, top, [](const Node* s) { return on_cell(s, CELL_LOW); })) return 0;
-    if (!join_duplicates(d, top, [](const Node* s) { return on_supply_port(s, "VDD"); })) return 0;
+[[nodiscard]] bool join_constants(Design& d, Module& top) {
+    if (!join_duplicates(d, top, [](const Node* s) { return on_cell(s, CELL_HIGH); })) return false;
+    if (!join_duplicates(d, top, [](const Node* s) { return on_cell(s, CELL_LOW); })) return false;
+    if (!join_duplicates(d, top, [](const Node* s) { return on_supply_port(s, "VDD"); }))
+        return false;
     return join_duplicates(d, top, [](const Node* s) { return on_supply_port(s, "VSS"); });
 }
 
 }  // namespace
 
-int flat(Design& d) {
+bool flat(Design& d) {
     Module& top = *d.top();
     close_references(d);
     for (Module* m = d.modules; m; m = m->next)
@@ -218,12 +219,12 @@ int flat(Design& d) {
         }
         classify_nets(*m);
     }
-    if (!protect_irreversible_nets(d)) return 0;
+    if (!protect_irreversible_nets(d)) return false;
     for (Module* m = d.modules; m; m = m->next)
         for (Instance* i = m->insts; i; i = i->next) i->set_on_clock(false);
     for (Module* m = d.modules; m; m = m->next) mark_clock_nets(*m);
     for (Module* m = d.modules; m; m = m->next)
-        if (m->kind() == MOD_NLD && !fold_inverters(d, *m)) return 0;
+        if (m->kind() == MOD_NLD && !fold_inverters(d, *m)) return false;
     for (Module* m = d.modules; m; m = m->next) {
         if (m->kind() != MOD_NLD) continue;
         m->flattened = nullptr;
@@ -233,21 +234,21 @@ int flat(Design& d) {
 
     if (!top.nets) {
         *d.err << "vorp: internal net representation colapsed, or net set is empty, sorry.\n";
-        return 0;
+        return false;
     }
     Tail<Net> nets(top.nets);
     for (Module* m = top.next; m; m = m->next) collect_nets(nets, *m);
     {
         ScopedNetListIndex index(d, top);
-        if (!link_boundaries(d, top)) return 0;
+        if (!link_boundaries(d, top)) return false;
     }
     for (Net* net = top.nets; net; net = net->next)
-        if (is_signal_net(net) && !find_source(d, net)) return 0;
+        if (is_signal_net(net) && !find_source(d, net)) return false;
 
     if (!top.insts) {
         *d.err << "vorp: internal instance representation colapsed, or instance set is empty, "
                   "sorry.\n";
-        return 0;
+        return false;
     }
     Tail<Instance> insts(top.insts);
     for (Module* m = top.next; m; m = m->next) collect_instances(insts, *m);

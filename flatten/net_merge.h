@@ -10,6 +10,6 @@ namespace vorp {
 // be inverted first (never an irreversible one). `module` holds y's net.
 // Returns the node from which a walk over x's net goes on: x's former
 // successor, else the first node that came from y's net; null on failure.
-Node* merge_net(Design& d, Node* x, Node* y, Module& module);
+[[nodiscard]] Node* merge_net(Design& d, Node* x, Node* y, Module& module);
 
 }  // namespace vorp

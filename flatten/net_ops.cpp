@@ -26,28 +26,28 @@ bool is_clock_pin_name(const char* name) {
     return false;
 }
 
-int unlink_node(Design& d, Node* node) {
-    if (node->net && unlink_from(node->net->nodes, node)) return 1;
+bool unlink_node(Design& d, Node* node) {
+    if (node->net && unlink_from(node->net->nodes, node)) return true;
     *d.err << "vorp: inconsistent operation occured: pin isolation from a foreign net, sorry.\n";
-    return 0;
+    return false;
 }
 
-int unlink_net(Design& d, Net* net, Module& module) {
-    if (unlink_listed_net(d, module, net)) return 1;
+bool unlink_net(Design& d, Net* net, Module& module) {
+    if (unlink_listed_net(d, module, net)) return true;
     *d.err << "vorp: inconsistent operation occured: net isolation from a foreign module, sorry.\n";
-    return 0;
+    return false;
 }
 
-int unlink_instance(Instance* inst) {
-    return inst->owner && unlink_from(inst->owner->insts, inst) ? 1 : 0;
+bool unlink_instance(Instance* inst) {
+    return inst->owner && unlink_from(inst->owner->insts, inst);
 }
 
-int append_net(Design& d, Net* keep, Net* drop) {
-    if (!drop->source || !unlink_node(d, drop->source)) return 0;
+bool append_net(Design& d, Net* keep, Net* drop) {
+    if (!drop->source || !unlink_node(d, drop->source)) return false;
     Node* last = last_of(keep->nodes);
     if (!last) {
         *d.err << "vorp: empty net internally appered, sorry.\n";
-        return 0;
+        return false;
     }
     last->next = drop->nodes;
     for (Node* n = drop->nodes; n; n = n->next) n->net = keep;
@@ -76,22 +76,22 @@ Node* find_node(Node* node) {
     return nullptr;
 }
 
-int find_source(Design& d, Net* net) {
+bool find_source(Design& d, Net* net) {
     Node* candidate = nullptr;
     for (Node* n = net->nodes; n; n = n->next) {
         if (is_bidirect_type(n->pin_type())) {
             candidate = n;
         } else if (is_definite_driver(n)) {
             net->source = n;
-            return 1;
+            return true;
         }
     }
     if (candidate) {
         net->source = candidate;
-        return 1;
+        return true;
     }
     *d.err << "vorp: net w/o source detected:\n" << net_dump(*net);
-    return 0;
+    return false;
 }
 
 void classify_nets(Module& m) {

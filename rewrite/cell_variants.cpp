@@ -1,5 +1,7 @@
 #include "rewrite/cell_variants.h"
 
+#include <cassert>
+
 #include "db/lists.h"
 #include "flatten/net_list_index.h"
 #include "flatten/net_ops.h"
@@ -54,12 +56,22 @@ void add_driven_net(Design& d, Module& top, Net* net, Node* driver) {
     push_listed_net(d, top, net);
 }
 
+// Drop a net that holds only its driver now from the top's list; true when
+// dropped. The nets finished here were found on that list, or are signal
+// nets of a register of the flat top, so the removal cannot fail.
+bool drop_if_lone(Design& d, Net* net) {
+    if (!holds_source_alone(net)) return false;
+    [[maybe_unused]] const bool dropped = unlink_net(d, net, *d.top());
+    assert(dropped);
+    return true;
+}
+
 // A finished constant net: dropped when only its cell is left, given a new
 // constant cell when it was made here and received consumers.
 void finish_constant(Design& d, Net* net, bool is_new, int cell) {
     Module& top = *d.top();
     if (!is_new) {
-        if (holds_source_alone(net)) unlink_net(d, net, top);
+        drop_if_lone(d, net);
         return;
     }
     if (!net->nodes) return;
@@ -69,14 +81,14 @@ void finish_constant(Design& d, Net* net, bool is_new, int cell) {
 void finish_power(Design& d, Net* net, bool is_new, const char* name) {
     Module& top = *d.top();
     if (!is_new) {
-        if (holds_source_alone(net)) unlink_net(d, net, top);
+        drop_if_lone(d, net);
         return;
     }
     if (!net->nodes) return;
     Instance* port = make_supply_port(d, top, name);
     add_driven_net(d, top, net, port->node);
-    // A new "VDD" joins the ports, a new "VSS" the instances: kept as the
-    // program has always done it.
+    // A new "VDD" joins the ports, a new "VSS" the instances; the written
+    // netlists depend on where each is listed.
     if (same_text(name, "VDD"))
         push_front(top.ports, port);
     else
@@ -86,10 +98,7 @@ void finish_power(Design& d, Net* net, bool is_new, const char* name) {
 void finish_register_output(Design& d, Net* net, bool is_new, Instance* reg, const char* pin) {
     Module& top = *d.top();
     if (!is_new) {
-        if (holds_source_alone(net)) {
-            unlink_net(d, net, top);
-            detach_node(net->source);
-        }
+        if (drop_if_lone(d, net)) detach_node(net->source);
         return;
     }
     if (!net->nodes) return;
