@@ -370,14 +370,16 @@ TEST(UnprotectIrreversibleNets, ResolvesEveryStickyAndStopsAtAFailure) {
     EXPECT_EQ(bad.b.err.str(), "");
 }
 
-// A dissolved sticky whose emptied net lies outside the top module: the
-// removal fails with its message, the sticky still counts as resolved.
+// A dissolved sticky of another module whose emptied net lies outside the
+// top module: the removal fails with its message, the sticky still counts
+// as resolved.
 TEST(ResolveSticky, NetOutsideTheTopModuleReportsButResolves) {
     Resolving r;
     Module* copy = r.b.d.make<Module>();
     r.b.top->nets = r.out_net;
     r.in_net->next = nullptr;
     copy->nets = r.in_net;
+    r.s->owner = copy;
     ASSERT_EQ(r.resolve(), 1);
     EXPECT_EQ(r.b.err.str(),
               "vorp: inconsistent operation occured: net isolation from a foreign module, "
