@@ -43,13 +43,13 @@ constexpr int signed2(unsigned bits) {
 struct Module {
     const char* name = nullptr;
     const char* inst_name = nullptr;  // top: its own name; copy: its instance's name (shared)
-    Instance* ports = nullptr;        // port pseudo-instances, cell 424
+    Instance* ports = nullptr;        // port pseudo-instances (CELL_PORT)
     Instance* insts = nullptr;
     Net* nets = nullptr;
     Module* parent = nullptr;
     Module* next = nullptr;    // next in Design::modules
     Instance* inst = nullptr;  // the sub-module instance this copy belongs to
-    uint16_t kind_word = 0;    // bits 0-9: origin code (301, 310, 311)
+    uint16_t kind_word = 0;    // bits 0-9: origin (a ModuleKind)
 
     // Working lists of flattening, reduction and rewriting.
     Instance* flattened = nullptr;
@@ -67,11 +67,11 @@ struct Instance {
     // `inverted` on stickies), bit 12 kept, bit 13 on_clock.
     uint16_t flag_word = 0;
 
-    const char* module_name = nullptr;  // cell 425 only: the referenced module's name
+    const char* module_name = nullptr;  // sub-module instances: the referenced module's name
     const char* name = nullptr;         // instance name; for a port the pin name
     Instance* next = nullptr;
     Node* node = nullptr;   // port: its one node; component: the last node attached
-    Module* sub = nullptr;  // cell 425 only: this instance's own module copy
+    Module* sub = nullptr;  // sub-module instances: this instance's own module copy
     Module* owner = nullptr;
 
     // Working fields of the reduction.
@@ -187,7 +187,7 @@ struct Design {
     int inverter_count = 0;
     int opt_a = 0;
     DirEntry* write_dirs = nullptr;
-    int write_mode = 4;
+    int write_mode = WRITE_HIERARCHY;
     DirEntry* read_dirs = nullptr;
     int has_xor = 0;
     DirEntry* ref_dirs = nullptr;
@@ -225,7 +225,7 @@ struct Design {
     void reset();
 };
 
-// Text for "%s": the original platform printed a missing text as "(null)".
+// Text for "%s": a missing text prints as "(null)".
 inline const char* text_or_null(const char* text) {
     return text ? text : "(null)";
 }

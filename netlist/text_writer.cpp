@@ -119,7 +119,7 @@ void write_reduced_design(Design& d) {
     WrittenNames written;
     written.append(d, d.top_name);
     for (const Module* m = d.top()->next; m; m = m->next) {
-        if (d.write_mode == 4) {
+        if (d.write_mode == WRITE_HIERARCHY) {
             if (m->kind() == MOD_NLD) {
                 if (m->inst && m->inst->kept()) write_module_file(d, *m, m->name, stale);
             } else if (m->kind() == MOD_REFERENCE && !name_written(m->name, written)) {

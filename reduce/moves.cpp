@@ -9,10 +9,6 @@ namespace vorp {
 
 namespace {
 
-bool is_and_or(int cell) {
-    return cell >= CELL_AND && cell <= CELL_NOR;
-}
-
 void settle_logged_nets(Reduction& r, Instance* g);
 
 template <class F>

@@ -40,7 +40,7 @@ int source_cell(const Net* net) {
 
 void push_flat(Design& d, Net* net) {
     Module& top = *d.top();
-    if (source_cell(net) >= CELL_REG && source_cell(net) <= CELL_LOW) {
+    if (is_register(source_cell(net)) || is_constant(source_cell(net))) {
         push_front(top.nets, net);
         return;
     }
@@ -60,7 +60,7 @@ void split_into_pieces(Design& d, Net* net, int type, FirstInstanceByName& index
         set_directions(tree, type);
         make_boundary_pins(d, tree, index);
         make_piece_nets(d, tree, type);
-    } else if (cell == CELL_HIGH || cell == CELL_LOW) {
+    } else if (is_constant(cell)) {
         NetPiece* tree = build_piece_tree(d, net);
         localize_constants(d, tree, cell);
         make_piece_nets(d, tree, type);
@@ -87,7 +87,7 @@ void split_into_pieces(Design& d, Net* net, int type, FirstInstanceByName& index
 
 void push_down_nets(Design& d) {
     Module& top = *d.top();
-    const bool keep_hierarchy = d.write_mode == 4;
+    const bool keep_hierarchy = d.write_mode == WRITE_HIERARCHY;
     if (keep_hierarchy) return_instances(d);
     return_flattened(d);
     for (Net* net = top.nets; net; net = net->next)
