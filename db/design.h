@@ -183,28 +183,37 @@ struct Design {
     Arena arena;
     std::ostream* err;  // every message of the run goes here
 
-    int has_registers = 0;
-    int inverter_count = 0;
-    int opt_a = 0;
-    DirEntry* write_dirs = nullptr;
-    int write_mode = WRITE_HIERARCHY;
-    DirEntry* read_dirs = nullptr;
-    int has_xor = 0;
-    DirEntry* ref_dirs = nullptr;
-    Module* modules = nullptr;
-    const char* cur_path = nullptr;
-    int line = 1;
-    char token[kTokenSize] = {};
-    int sticky_count = 0;
-    const char* top_name = nullptr;
+    // Options: set from the command line, read by every stage.
+    const char* top_name = nullptr;    // the top module's name
+    DirEntry* read_dirs = nullptr;     // positional directories, in command-line order
+    DirEntry* ref_dirs = nullptr;      // -r directories, in command-line order
+    DirEntry* write_dirs = nullptr;    // holds the one -w directory
+    int opt_a = 0;                     // -a: and/or gates may complement their outputs
+    int write_mode = WRITE_HIERARCHY;  // WRITE_FLAT with -f
+
+    // Reader state: where the reader is in the file it reads.
+    const char* cur_path = nullptr;  // path of the file being (or last) read
+    int line = 1;                    // line number in that file
+    int depth = 1;                   // parenthesis depth in that file
+    char token[kTokenSize] = {};     // text of the last name token
     // The number of a def-comp cell name, saturated at the largest value, and
     // its exact value modulo 256 (what an instance's `param` keeps).
     unsigned long long cell_param = 0;
     unsigned cell_param_low = 0;
-    int depth = 1;
-    char sticky_name[32] = {};
-    Instance* clusters = nullptr;
-    // While set, removals from that module's net list go through it.
+
+    // Run facts: what loading found, read by the later stages.
+    Module* modules = nullptr;  // the top module first, then one copy per instance
+    int inverter_count = 0;     // inv- cells of the expanded design
+    int has_registers = 0;      // a register cell was read
+    int has_xor = 0;            // an eor- or enor- cell was read
+
+    // Stage scratch: working state of one stage, meaningless outside it.
+    int sticky_count = 0;          // numbers the stickies of a protection pass
+    char sticky_name[32] = {};     // where a sticky's name is formatted
+    Instance* clusters = nullptr;  // the reduction's cluster leaders
+    // While set (ScopedNetListIndex), every removal from and push onto that
+    // module's net list (unlink_net, merge_net, append_net, push_listed_net)
+    // goes through it in constant time instead of walking the list.
     NetListIndex* net_index = nullptr;
     // Test switch: reduce with full recounts and full walks of the top
     // module, the reference the indexed reduction is checked against.

@@ -239,6 +239,7 @@ bool flat(Design& d) {
     Tail<Net> nets(top.nets);
     for (Module* m = top.next; m; m = m->next) collect_nets(nets, *m);
     {
+        // Every boundary merge drops a net from the top's long list.
         ScopedNetListIndex index(d, top);
         if (!link_boundaries(d, top)) return false;
     }
@@ -252,6 +253,7 @@ bool flat(Design& d) {
     }
     Tail<Instance> insts(top.insts);
     for (Module* m = top.next; m; m = m->next) collect_instances(insts, *m);
+    // Every joined constant or supply net leaves the top's list.
     ScopedNetListIndex index(d, top);
     return join_constants(d, top);
 }

@@ -15,12 +15,14 @@ bool is_clock_pin_name(const char* name);
 // Take a node off its net's list (searched from the head). The node keeps its
 // own `next` and `net`: callers continue walks from the stale `next`.
 [[nodiscard]] bool unlink_node(Design& d, Node* node);
-// Take a net off a module's list; the net keeps its own `next`.
+// Take a net off a module's list; the net keeps its own `next`. Constant
+// time while the run's net-list index covers the module, else a walk from
+// the head; the answer is the same.
 [[nodiscard]] bool unlink_net(Design& d, Net* net, Module& module);
 // Take an instance off its owner's list; no message on failure.
 [[nodiscard]] bool unlink_instance(Instance* inst);
 // Join `drop` into `keep` (keep's nodes first) without drop's source pin, and
-// remove `drop` from the top module.
+// remove `drop` from the top module (through the net-list index, if any).
 [[nodiscard]] bool append_net(Design& d, Net* keep, Net* drop);
 
 // The node on the other side of a module boundary, or null.

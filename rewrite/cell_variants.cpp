@@ -237,6 +237,7 @@ void apply_polarities(Design& d) {
     split_constant_nets(d);
     split_power_nets(d);
     if (d.has_registers) {
+        // Each register's split may drop or push a net of the top's list.
         ScopedNetListIndex index(d, top);
         for (Instance* i = top.insts; i; i = i->next)
             if (is_register(i->cell())) split_register_outputs(d, i);
