@@ -1,6 +1,8 @@
 #include "rewrite/cell_variants.h"
 
 #include <cassert>
+#include <initializer_list>
+#include <utility>
 
 #include "db/lists.h"
 #include "flatten/net_list_index.h"
@@ -193,42 +195,27 @@ void detach_node(Node* node) {
     inst->node = pred;
 }
 
-int dual_cell(const Instance& inst) {
-    switch (inst.cell()) {
-        case CELL_AND:
-            return CELL_OR;
-        case CELL_NAND:
-            return CELL_NOR;
-        case CELL_OR:
-            return CELL_AND;
-        case CELL_NOR:
-            return CELL_NAND;
-        case CELL_EOR:
-            return CELL_ENOR;
-        case CELL_ENOR:
-            return CELL_EOR;
-        case CELL_AOI:
-            return CELL_OAI;
-        case CELL_OAI:
-            return CELL_AOI;
-        default:
-            return 0;
+namespace {
+
+// The other cell of the pair that holds `cell`, or 0 when no pair does.
+int partner_of(int cell, std::initializer_list<std::pair<int, int>> pairs) {
+    for (const auto& [a, b] : pairs) {
+        if (cell == a) return b;
+        if (cell == b) return a;
     }
+    return 0;
+}
+
+}  // namespace
+
+int dual_cell(const Instance& inst) {
+    return partner_of(
+        inst.cell(),
+        {{CELL_AND, CELL_OR}, {CELL_NAND, CELL_NOR}, {CELL_EOR, CELL_ENOR}, {CELL_AOI, CELL_OAI}});
 }
 
 int complement_cell(const Instance& inst) {
-    switch (inst.cell()) {
-        case CELL_AND:
-            return CELL_NAND;
-        case CELL_NAND:
-            return CELL_AND;
-        case CELL_OR:
-            return CELL_NOR;
-        case CELL_NOR:
-            return CELL_OR;
-        default:
-            return 0;
-    }
+    return partner_of(inst.cell(), {{CELL_AND, CELL_NAND}, {CELL_OR, CELL_NOR}});
 }
 
 void apply_polarities(Design& d) {
