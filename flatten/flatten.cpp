@@ -116,6 +116,20 @@ void split_list(T*& list, T*& kept, Tail<T>& tail, Stays stays) {
     }
 }
 
+// A fold removes a net from the module's list per inverter: through an index
+// that stays linear in a module of many nets. The numbers it gives the nets
+// are cleared afterwards, so that a net left behind in a copy (a clock net)
+// is not taken for one of the nets the reduction numbers later.
+[[nodiscard]] bool fold_indexed(Design& d, Module& m) {
+    bool folded = false;
+    {
+        ScopedNetListIndex index(d, m);
+        folded = fold_inverters(d, m);
+    }
+    for (Net* net = m.nets; net; net = net->next) net->work_id = 0;
+    return folded;
+}
+
 // Move a flattened copy's nets behind `tail`; its clock nets stay, reversed.
 void collect_nets(Tail<Net>& tail, Module& m) {
     if (m.kind() != MOD_NLD) return;
@@ -224,7 +238,7 @@ bool flat(Design& d) {
         for (Instance* i = m->insts; i; i = i->next) i->set_on_clock(false);
     for (Module* m = d.modules; m; m = m->next) mark_clock_nets(*m);
     for (Module* m = d.modules; m; m = m->next)
-        if (m->kind() == MOD_NLD && !fold_inverters(d, *m)) return false;
+        if (m->kind() == MOD_NLD && !fold_indexed(d, *m)) return false;
     for (Module* m = d.modules; m; m = m->next) {
         if (m->kind() != MOD_NLD) continue;
         m->flattened = nullptr;
