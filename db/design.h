@@ -215,9 +215,6 @@ struct Design {
     // module's net list (unlink_net, merge_net, append_net, push_listed_net)
     // goes through it in constant time instead of walking the list.
     NetListIndex* net_index = nullptr;
-    // Test switch: reduce with full recounts and full walks of the top
-    // module, the reference the indexed reduction is checked against.
-    bool literal_reduction = false;
 
     Module* top() const { return modules; }
 

@@ -148,13 +148,9 @@ bool tie_break_pass(Reduction& r, Instance* g) {
     return first;
 }
 
-int red_inv(Design& d) {
-    return red_inv(d, RepeatGuard::ON);
-}
-
-int red_inv(Design& d, RepeatGuard guard) {
+int red_inv(Design& d, const ReduceParams& params) {
     Module& top = *d.top();
-    if (d.literal_reduction)
+    if (params.literal)
         build_groups_literal(top);
     else
         build_groups(top);
@@ -162,8 +158,8 @@ int red_inv(Design& d, RepeatGuard guard) {
         i->set_dual(false);
         i->set_complement(false);
     }
-    Reduction r{d, top, Termination(guard == RepeatGuard::ON)};
-    if (!d.literal_reduction) r.index();
+    Reduction r{d, top, Termination(params.guard == RepeatGuard::ON)};
+    if (!params.literal) r.index();
     r.termination.start(top);
     if (d.has_xor || d.opt_a) {
         for (Instance* g = top.groups; g; g = g->next_group) settle_group_nets(r, g);

@@ -43,9 +43,8 @@ Outcome run_in(const fs::path& dir, std::vector<std::string> words, bool literal
     for (const std::string& w : words) argv.push_back(w.c_str());
     std::ostringstream err;
     Design d(err);
-    d.literal_reduction = literal;
     Outcome run;
-    run.status = run_vorp(d, static_cast<int>(argv.size()), argv.data());
+    run.status = run_vorp(d, static_cast<int>(argv.size()), argv.data(), {.literal = literal});
     run.err = err.str();
     std::vector<fs::path> names;
     for (const auto& e : fs::directory_iterator("out")) names.push_back(e.path());
