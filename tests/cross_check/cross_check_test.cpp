@@ -1,5 +1,7 @@
-// The indexed reduction against the literal one: on generated designs, both
-// must write the same files and print the same messages, byte for byte.
+// The fast reduction against the literal one: on generated designs of every
+// profile, flat and hierarchical, with and without -a and -f, both must write
+// the same files and print the same messages, byte for byte.
+// VORP_CROSS_CHECK_DESIGNS sets the number of designs (three runs each).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,6 +12,7 @@
 #include <vector>
 
 #include "driver/run.h"
+#include "reduce/verdicts.h"
 #include "tests/support/fixture.h"
 
 namespace vorp {
@@ -23,6 +26,7 @@ struct Outcome {
     std::string err;
     int status = 0;
     std::vector<std::pair<std::string, std::string>> files;  // name, bytes
+    std::string state_fault;  // a kept verdict that differed from its trial
 };
 
 std::vector<std::string> split_words(const std::string& text) {
@@ -33,7 +37,7 @@ std::vector<std::string> split_words(const std::string& text) {
 }
 
 // Run vorp in `dir` on `words` (the write directory is "out").
-Outcome run_in(const fs::path& dir, std::vector<std::string> words, bool literal) {
+Outcome run_in(const fs::path& dir, std::vector<std::string> words, const ReduceParams& params) {
     const fs::path here = fs::current_path();
     fs::current_path(dir);
     fs::remove_all("out");
@@ -44,7 +48,11 @@ Outcome run_in(const fs::path& dir, std::vector<std::string> words, bool literal
     std::ostringstream err;
     Design d(err);
     Outcome run;
-    run.status = run_vorp(d, static_cast<int>(argv.size()), argv.data(), {.literal = literal});
+    try {
+        run.status = run_vorp(d, static_cast<int>(argv.size()), argv.data(), params);
+    } catch (const StateCheckFailed& fault) {
+        run.state_fault = fault.what();
+    }
     run.err = err.str();
     std::vector<fs::path> names;
     for (const auto& e : fs::directory_iterator("out")) names.push_back(e.path());
@@ -54,10 +62,34 @@ Outcome run_in(const fs::path& dir, std::vector<std::string> words, bool literal
     return run;
 }
 
-std::string generate(const fs::path& dir, int seed, int cells, const char* profile) {
+// One generated design: a profile, a size, flat (one level) or a hierarchy.
+struct Sample {
+    int seed = 0;
+    int cells = 0;
+    int depth = 3;
+    const char* profile = "safe";
+};
+
+// Every profile in turn; every fifth design flat; about one in forty of at
+// least ten thousand cells once the run is long enough to afford them.
+Sample sample(int k, int count) {
+    static const char* const profiles[] = {"safe", "full", "tri", "power",
+                                           "scan", "pcd",  "ref", "all"};
+    Sample s;
+    s.seed = 1000 + k;
+    s.profile = profiles[k % 8];
+    s.depth = k % 5 == 4 ? 1 : 2 + k % 3;
+    s.cells = 100 + (s.seed * 7919) % 2400;
+    if (count >= 200 && k % 40 == 39) s.cells = 10000 + (s.seed * 7919) % 10000;
+    return s;
+}
+
+std::string generate(const fs::path& dir, const Sample& s) {
     std::ostringstream cmd;
-    cmd << VORP_GEN_DESIGN << " --out " << (dir / "d").string() << " --seed " << seed << " --cells "
-        << cells << " --profile " << profile << " > " << (dir / "words").string();
+    cmd << VORP_GEN_DESIGN << " --out " << (dir / "d").string() << " --seed " << s.seed
+        << " --cells " << s.cells << " --depth " << s.depth << " --profile " << s.profile << " > "
+        << (dir / "words").string();
+    fs::remove_all(dir / "d");
     if (std::system(cmd.str().c_str()) != 0) return {};
     return read_file((dir / "words").string());
 }
@@ -67,31 +99,39 @@ int designs() {
     return text ? std::atoi(text) : 100;
 }
 
-TEST(CrossCheck, IndexedReductionWritesWhatTheLiteralOneWrites) {
-    const char* profiles[] = {"safe", "full", "tri+power+scan"};
+// The kept verdicts are checked against their trials on the smaller designs
+// (the check makes every trial again after every group step).
+constexpr int kCheckedCells = 3000;
+
+TEST(CrossCheck, FastReductionWritesWhatTheLiteralOneWrites) {
     const char* options[] = {"", "-a", "-f", "-a -f"};
     TempDir tmp;
+    const int count = designs();
     int compared = 0;
-    for (int k = 0; k < designs(); ++k) {
-        const int seed = 1000 + k;
-        const int cells = 100 + (seed * 7919) % 2400;
-        const std::string words = generate(tmp.path(), seed, cells, profiles[k % 3]);
-        ASSERT_FALSE(words.empty()) << "generator failed for seed " << seed;
+    for (int k = 0; k < count; ++k) {
+        const Sample s = sample(k, count);
+        const std::string words = generate(tmp.path(), s);
+        ASSERT_FALSE(words.empty()) << "generator failed for seed " << s.seed;
         for (int o = 0; o < 3; ++o) {
-            std::vector<std::string> argv = split_words(options[(k + o) % 4]);
+            // Each profile meets every option set over the designs.
+            const char* option = options[(k / 8 + o) % 4];
+            std::vector<std::string> argv = split_words(option);
             for (const std::string& w : split_words(words)) argv.push_back(w);
-            const Outcome literal = run_in(tmp.path(), argv, true);
-            const Outcome indexed = run_in(tmp.path(), argv, false);
-            const std::string what =
-                "seed " + std::to_string(seed) + " options '" + options[(k + o) % 4] + "'";
-            EXPECT_EQ(indexed.status, literal.status) << what;
-            EXPECT_EQ(indexed.err, literal.err) << what;
-            EXPECT_EQ(indexed.files, literal.files) << what;
+            const Outcome literal = run_in(tmp.path(), argv, {.literal = true});
+            const Outcome fast =
+                run_in(tmp.path(), argv, {.check_state = s.cells <= kCheckedCells});
+            const std::string what = "seed " + std::to_string(s.seed) + " profile " + s.profile +
+                                     " depth " + std::to_string(s.depth) + " options '" + option +
+                                     "'";
+            EXPECT_EQ(fast.state_fault, "") << what;
+            EXPECT_EQ(fast.status, literal.status) << what;
+            EXPECT_EQ(fast.err, literal.err) << what;
+            EXPECT_EQ(fast.files, literal.files) << what;
             ASSERT_NE(literal.err.find("Number of inverters"), std::string::npos) << what;
             ++compared;
         }
     }
-    EXPECT_EQ(compared, designs() * 3);
+    EXPECT_EQ(compared, count * 3);
 }
 
 }  // namespace
