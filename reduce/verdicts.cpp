@@ -12,11 +12,7 @@ namespace vorp {
 namespace {
 
 bool flips_alone(int cell) {
-    return (cell >= CELL_AND && cell <= CELL_NOR) || cell == CELL_AOI || cell == CELL_OAI;
-}
-
-bool is_and_or(int cell) {
-    return cell >= CELL_AND && cell <= CELL_NOR;
+    return is_and_or(cell) || cell == CELL_AOI || cell == CELL_OAI;
 }
 
 void vote(int pol_a, int weight, int& straight, int& inverted) {
