@@ -6,6 +6,8 @@
 #include <unordered_set>
 #include <vector>
 
+#include "db/queries.h"
+
 namespace vorp {
 
 namespace {
@@ -33,8 +35,7 @@ struct Checker {
             if (!listed.insert(n).second) return fail("node listed twice", n);
             if (n == net.source) has_source = true;
             // A port named in several connections keeps the last as its node.
-            if (n->inst && n->inst->cell() == CELL_PORT &&
-                (!n->inst->node || n->inst->node->inst != n->inst))
+            if (on_cell(n, CELL_PORT) && (!n->inst->node || n->inst->node->inst != n->inst))
                 return fail("port node is not its port's node", n);
         }
         (void)m;

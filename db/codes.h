@@ -51,8 +51,8 @@ enum Cell : int {
     CELL_REG = 410,
     CELL_REGR = 411,
     CELL_REGS = 412,
-    CELL_REG2 = 413,   // reg--1
-    CELL_REG3 = 414,   // reg---1
+    CELL_REG2 = 413,  // reg--1
+    CELL_REG3 = 414,  // reg---1
     CELL_SREG = 415,
     CELL_SRGR = 416,
     CELL_SRGS = 417,
@@ -84,9 +84,54 @@ enum ModuleKind : int {
     MOD_REFERENCE = 311,
 };
 
-inline bool is_register(int cell) { return cell >= 410 && cell <= 419; }
-inline bool is_xor(int cell) { return cell == CELL_EOR || cell == CELL_ENOR; }
-inline bool is_gate(int cell) { return cell >= 402 && cell <= 409; }
+// What the run writes: the flat top module alone (-f), or the hierarchy.
+enum WriteMode : int {
+    WRITE_FLAT = 3,
+    WRITE_HIERARCHY = 4,
+};
+
+// Cell families. Each range runs between two cells of the table's code order.
+inline bool is_register(int cell) {
+    return cell >= CELL_REG && cell <= CELL_SREG3;
+}
+inline bool is_xor(int cell) {
+    return cell == CELL_EOR || cell == CELL_ENOR;
+}
+inline bool is_gate(int cell) {
+    return cell >= CELL_AND && cell <= CELL_OAI;
+}
+inline bool is_and_or(int cell) {
+    return cell >= CELL_AND && cell <= CELL_NOR;
+}
+inline bool is_constant(int cell) {
+    return cell == CELL_HIGH || cell == CELL_LOW;
+}
+// Registers, constants, tristate buffers and bus gates keep their names
+// when written; the cells before them in code order (inverters, buffers and
+// gates) are numbered afresh.
+inline bool keeps_its_name(int cell) {
+    return cell >= CELL_REG && cell <= CELL_BGATE;
+}
+inline bool is_numbered_cell(int cell) {
+    return cell < CELL_REG;
+}
+
+// Pin directions: each direction word comes plain and "-connected".
+inline bool is_input_type(int type) {
+    return type == KW_INPUT || type == KW_INPUT_CONNECTED;
+}
+inline bool is_output_type(int type) {
+    return type == KW_OUTPUT || type == KW_OUTPUT_CONNECTED;
+}
+inline bool is_tristate_type(int type) {
+    return type == KW_TRISTATE || type == KW_TRISTATE_CONNECTED;
+}
+inline bool is_bidirect_type(int type) {
+    return type == KW_BIDIRECT || type == KW_BIDIRECT_CONNECTED;
+}
+inline bool is_unused_type(int type) {
+    return type == KW_UNUSED || type == KW_UNUSED_CONNECTED;
+}
 
 struct CodeRow {
     const char* text;
@@ -101,7 +146,7 @@ struct CodeTable {
 extern const CodeTable KeywordTable;
 extern const CodeTable CellTable;
 
-// Binary search for an exact byte-wise match; NOT_FOUND (425) when absent.
+// Binary search for an exact byte-wise match; NOT_FOUND when absent.
 int lookup_keyword(const char* text, const CodeTable& table);
 // The text of a code by linear scan from the first row; null when absent.
 const char* keyword_name(int code, const CodeTable& table);

@@ -34,7 +34,7 @@ void Design::reset() {
     has_xor = 0;
     has_registers = 0;
     opt_a = 0;
-    write_mode = 4;
+    write_mode = WRITE_HIERARCHY;
 }
 
 }  // namespace vorp

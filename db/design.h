@@ -43,13 +43,13 @@ constexpr int signed2(unsigned bits) {
 struct Module {
     const char* name = nullptr;
     const char* inst_name = nullptr;  // top: its own name; copy: its instance's name (shared)
-    Instance* ports = nullptr;        // port pseudo-instances, cell 424
+    Instance* ports = nullptr;        // port pseudo-instances (CELL_PORT)
     Instance* insts = nullptr;
     Net* nets = nullptr;
     Module* parent = nullptr;
     Module* next = nullptr;    // next in Design::modules
     Instance* inst = nullptr;  // the sub-module instance this copy belongs to
-    uint16_t kind_word = 0;    // bits 0-9: origin code (301, 310, 311)
+    uint16_t kind_word = 0;    // bits 0-9: origin (a ModuleKind)
 
     // Working lists of flattening, reduction and rewriting.
     Instance* flattened = nullptr;
@@ -67,11 +67,11 @@ struct Instance {
     // `inverted` on stickies), bit 12 kept, bit 13 on_clock.
     uint16_t flag_word = 0;
 
-    const char* module_name = nullptr;  // cell 425 only: the referenced module's name
+    const char* module_name = nullptr;  // sub-module instances: the referenced module's name
     const char* name = nullptr;         // instance name; for a port the pin name
     Instance* next = nullptr;
     Node* node = nullptr;   // port: its one node; component: the last node attached
-    Module* sub = nullptr;  // cell 425 only: this instance's own module copy
+    Module* sub = nullptr;  // sub-module instances: this instance's own module copy
     Module* owner = nullptr;
 
     // Working fields of the reduction.
@@ -183,32 +183,38 @@ struct Design {
     Arena arena;
     std::ostream* err;  // every message of the run goes here
 
-    int has_registers = 0;
-    int inverter_count = 0;
-    int opt_a = 0;
-    DirEntry* write_dirs = nullptr;
-    int write_mode = 4;
-    DirEntry* read_dirs = nullptr;
-    int has_xor = 0;
-    DirEntry* ref_dirs = nullptr;
-    Module* modules = nullptr;
-    const char* cur_path = nullptr;
-    int line = 1;
-    char token[kTokenSize] = {};
-    int sticky_count = 0;
-    const char* top_name = nullptr;
+    // Options: set from the command line, read by every stage.
+    const char* top_name = nullptr;    // the top module's name
+    DirEntry* read_dirs = nullptr;     // positional directories, in command-line order
+    DirEntry* ref_dirs = nullptr;      // -r directories, in command-line order
+    DirEntry* write_dirs = nullptr;    // holds the one -w directory
+    int opt_a = 0;                     // -a: and/or gates may complement their outputs
+    int write_mode = WRITE_HIERARCHY;  // WRITE_FLAT with -f
+
+    // Reader state: where the reader is in the file it reads.
+    const char* cur_path = nullptr;  // path of the file being (or last) read
+    int line = 1;                    // line number in that file
+    int depth = 1;                   // parenthesis depth in that file
+    char token[kTokenSize] = {};     // text of the last name token
     // The number of a def-comp cell name, saturated at the largest value, and
     // its exact value modulo 256 (what an instance's `param` keeps).
     unsigned long long cell_param = 0;
     unsigned cell_param_low = 0;
-    int depth = 1;
-    char sticky_name[32] = {};
-    Instance* clusters = nullptr;
-    // While set, removals from that module's net list go through it.
+
+    // Run facts: what loading found, read by the later stages.
+    Module* modules = nullptr;  // the top module first, then one copy per instance
+    int inverter_count = 0;     // inv- cells of the expanded design
+    int has_registers = 0;      // a register cell was read
+    int has_xor = 0;            // an eor- or enor- cell was read
+
+    // Stage scratch: working state of one stage, meaningless outside it.
+    int sticky_count = 0;          // numbers the stickies of a protection pass
+    char sticky_name[32] = {};     // where a sticky's name is formatted
+    Instance* clusters = nullptr;  // the reduction's cluster leaders
+    // While set (ScopedNetListIndex), every removal from and push onto that
+    // module's net list (unlink_net, merge_net, append_net, push_listed_net)
+    // goes through it in constant time instead of walking the list.
     NetListIndex* net_index = nullptr;
-    // Test switch: reduce with full recounts and full walks of the top
-    // module, the reference the indexed reduction is checked against.
-    bool literal_reduction = false;
 
     Module* top() const { return modules; }
 
@@ -225,7 +231,7 @@ struct Design {
     void reset();
 };
 
-// Text for "%s": the original platform printed a missing text as "(null)".
+// Text for "%s": a missing text prints as "(null)".
 inline const char* text_or_null(const char* text) {
     return text ? text : "(null)";
 }

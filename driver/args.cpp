@@ -66,7 +66,7 @@ void parse_args(Design& d, int count, const char* const* words) {
             d.opt_a = 1;
             ++i;
         } else if (is(word, "-f")) {
-            d.write_mode = 3;
+            d.write_mode = WRITE_FLAT;
             ++i;
         } else if (d.read_dirs) {
             usage(d);

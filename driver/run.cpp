@@ -63,11 +63,11 @@ void write_after_failure(Design& d, int before) {
 
 // Flatten, reduce and, when that needs fewer inverters, rewrite and write
 // the reduced design; otherwise write the input unchanged.
-void reduce_and_write(Design& d, int before) {
+void reduce_and_write(Design& d, int before, const ReduceParams& reduce) {
     if (!flat(d)) return write_after_failure(d, before);
     checked(d, "flat");
     *d.err << "Start inverter reduction\n";
-    if (!red_inv(d)) return write_after_failure(d, before);
+    if (!red_inv(d, reduce)) return write_after_failure(d, before);
     checked(d, "red_inv");
     *d.err << "Done\n";
     const int after = count_all_inverters(d);
@@ -91,7 +91,7 @@ void reduce_and_write(Design& d, int before) {
     report_totals(d, before, after);
 }
 
-void run_stages(Design& d, int count, const char* const* words) {
+void run_stages(Design& d, int count, const char* const* words, const ReduceParams& reduce) {
     print_banner(d.err, "VORP");
     d.reset();
     parse_args(d, count, words);
@@ -106,14 +106,14 @@ void run_stages(Design& d, int count, const char* const* words) {
         return;
     }
     report_count(d, before);
-    reduce_and_write(d, before);
+    reduce_and_write(d, before, reduce);
 }
 
 }  // namespace
 
-int run_vorp(Design& d, int count, const char* const* words) {
+int run_vorp(Design& d, int count, const char* const* words, const ReduceParams& reduce) {
     try {
-        run_stages(d, count, words);
+        run_stages(d, count, words, reduce);
     } catch (const Fatal& fault) {
         d.err->flush();
         return fault.status;

@@ -1,28 +1,20 @@
 #include "flatten/flatten.h"
 
-#include <cstring>
 #include <ostream>
 
 #include "db/lists.h"
+#include "db/queries.h"
 #include "flatten/net_list_index.h"
 #include "flatten/net_merge.h"
 #include "flatten/net_ops.h"
 #include "flatten/sticky.h"
-#include "netlist/reader.h"
 
 namespace vorp {
 
 namespace {
 
-bool same_text(const char* a, const char* b) {
-    return a && b && std::strcmp(a, b) == 0;
-}
-
 bool is_flattened(const Module* m) {
     return m && m->kind() == MOD_NLD;
-}
-bool is_driven(const Net* net) {
-    return net->net_type() == NET_WIRED || net->net_type() == NET_SIGNAL;
 }
 
 void pin_down(Node* n) {
@@ -76,9 +68,9 @@ void init_polarity(Module& m) {
         for (Node* n = net->nodes; n; n = n->next) n->set_pols(1, 1);
 }
 
-int fold_inverters(Design& d, Module& m) {
+[[nodiscard]] bool fold_inverters(Design& d, Module& m) {
     for (Net* net = m.nets; net; net = net->next) {
-        if (!is_driven(net)) continue;
+        if (!is_signal_net(net)) continue;
         for (Node* n = net->nodes; n;) {
             if (n->inst->cell() != CELL_INV) {
                 n = n->next;
@@ -87,13 +79,13 @@ int fold_inverters(Design& d, Module& m) {
             if (n->same_inst != n) {
                 // Go on from the node the merge returns: chains fold in one walk.
                 n = merge_net(d, n, n->same_inst, m);
-                if (!n) return 0;
+                if (!n) return false;
                 continue;
             }
             if (!same_text(n->pin, "in")) {
                 *d.err << "vorp: the inverter instance (" << text_or_null(n->inst->name)
                        << ") has floating input, sorry.\n";
-                return 0;
+                return false;
             }
             Instance* buffer = d.make<Instance>();
             buffer->set_cell(CELL_NINV);
@@ -105,61 +97,75 @@ int fold_inverters(Design& d, Module& m) {
             n = n->next;
         }
     }
-    return 1;
+    return true;
+}
+
+// Empty `list` in order: what `stays` picks is pushed on `kept` (so it ends
+// reversed; `kept` may be `list` itself), the rest goes behind `tail`.
+template <class T, class Stays>
+void split_list(T*& list, T*& kept, Tail<T>& tail, Stays stays) {
+    T* item = list;
+    list = nullptr;
+    while (item) {
+        T* next = item->next;
+        if (stays(item))
+            push_front(kept, item);
+        else
+            tail.append(item);
+        item = next;
+    }
+}
+
+// A fold removes a net from the module's list per inverter: through an index
+// that stays linear in a module of many nets. The numbers it gives the nets
+// are cleared afterwards, so that a net left behind in a copy (a clock net)
+// is not taken for one of the nets the reduction numbers later.
+[[nodiscard]] bool fold_indexed(Design& d, Module& m) {
+    bool folded = false;
+    {
+        ScopedNetListIndex index(d, m);
+        folded = fold_inverters(d, m);
+    }
+    for (Net* net = m.nets; net; net = net->next) net->work_id = 0;
+    return folded;
 }
 
 // Move a flattened copy's nets behind `tail`; its clock nets stay, reversed.
 void collect_nets(Tail<Net>& tail, Module& m) {
     if (m.kind() != MOD_NLD) return;
-    Net* net = m.nets;
-    m.nets = nullptr;
-    while (net) {
-        Net* next = net->next;
-        if (net->net_type() == NET_CLOCK)
-            push_front(m.nets, net);
-        else
-            tail.append(net);
-        net = next;
-    }
+    split_list(m.nets, m.nets, tail, [](const Net* net) { return net->net_type() == NET_CLOCK; });
 }
 
 // Move a flattened copy's instances behind `tail`; its instances of
 // flattened sub-modules go to its `flattened` list.
 void collect_instances(Tail<Instance>& tail, Module& m) {
     if (m.kind() != MOD_NLD) return;
-    Instance* inst = m.insts;
-    m.insts = nullptr;
-    while (inst) {
-        Instance* next = inst->next;
-        if (inst->cell() == CELL_SUBMODULE && is_flattened(inst->sub))
-            push_front(m.flattened, inst);
-        else
-            tail.append(inst);
-        inst = next;
-    }
+    split_list(m.insts, m.flattened, tail, [](const Instance* inst) {
+        return inst->cell() == CELL_SUBMODULE && is_flattened(inst->sub);
+    });
 }
 
 // A boundary pin left without a partner outside.
-int link_unmatched_submodule_pin(Design& d, Node* n) {
+[[nodiscard]] bool link_unmatched_submodule_pin(Design& d, Node* n) {
     Instance* port = find_port(n->pin, *n->inst->sub);
     if (!port) {
         *d.err << "vorp: sub-module instance (" << text_or_null(n->inst->name)
                << ") does not match to its module defintion, net colapsed?\n";
-        return 0;
+        return false;
     }
     if (port->kept()) {
         *d.err << "vorp: linkage across sub-module boundary mismatched, sorry.\n";
-        return 0;
+        return false;
     }
     port->set_kept(false);
     pin_down(n);
-    return 1;
+    return true;
 }
 
 // Join every flattened copy's ports to the pins outside it.
-int link_boundaries(Design& d, Module& top) {
+[[nodiscard]] bool link_boundaries(Design& d, Module& top) {
     for (Net* net = top.nets; net; net = net->next) {
-        if (!is_driven(net)) continue;
+        if (!is_signal_net(net)) continue;
         for (Node* n = net->nodes; n;) {
             Instance* inst = n->inst;
             const int cell = inst->cell();
@@ -169,29 +175,28 @@ int link_boundaries(Design& d, Module& top) {
             if (joins) {
                 if (Node* partner = find_node(n)) {
                     n = merge_net(d, n, partner, top);
-                    if (!n) return 0;
+                    if (!n) return false;
                     continue;
                 }
                 if (cell == CELL_PORT) {
                     inst->set_kept(false);
                     pin_down(n);
                 } else if (!link_unmatched_submodule_pin(d, n)) {
-                    return 0;
+                    return false;
                 }
-            } else if (cell == CELL_SUBMODULE &&
-                       (n->pin_type() == KW_UNUSED || n->pin_type() == KW_UNUSED_CONNECTED)) {
+            } else if (cell == CELL_SUBMODULE && is_unused_type(n->pin_type())) {
                 pin_down(n);
             }
             n = n->next;
         }
     }
-    return 1;
+    return true;
 }
 
 // Join the nets driven by the cells (or ports) that `pick` selects into the
 // first of them.
 template <class Pick>
-int join_duplicates(Design& d, Module& top, Pick pick) {
+[[nodiscard]] bool join_duplicates(Design& d, Module& top, Pick pick) {
     Net* first = nullptr;
     for (Net* net = top.nets; net;) {
         Net* next = net->next;
@@ -199,31 +204,24 @@ int join_duplicates(Design& d, Module& top, Pick pick) {
             if (!first)
                 first = net;
             else if (!append_net(d, first, net))
-                return 0;
+                return false;
         }
         net = next;
     }
-    return 1;
+    return true;
 }
 
-bool on_cell(const Node* n, int cell) {
-    return n->inst && n->inst->cell() == cell;
-}
-
-int join_constants(Design& d, Module& top) {
-    if (!join_duplicates(d, top, [](const Node* s) { return on_cell(s, CELL_HIGH); })) return 0;
-    if (!join_duplicates(d, top, [](const Node* s) { return on_cell(s, CELL_LOW); })) return 0;
-    if (!join_duplicates(d, top, [](const Node* s) {
-            return on_cell(s, CELL_PORT) && same_text(s->pin, "VDD");
-        }))
-        return 0;
-    return join_duplicates(
-        d, top, [](const Node* s) { return on_cell(s, CELL_PORT) && same_text(s->pin, "VSS"); });
+[[nodiscard]] bool join_constants(Design& d, Module& top) {
+    if (!join_duplicates(d, top, [](const Node* s) { return on_cell(s, CELL_HIGH); })) return false;
+    if (!join_duplicates(d, top, [](const Node* s) { return on_cell(s, CELL_LOW); })) return false;
+    if (!join_duplicates(d, top, [](const Node* s) { return on_supply_port(s, "VDD"); }))
+        return false;
+    return join_duplicates(d, top, [](const Node* s) { return on_supply_port(s, "VSS"); });
 }
 
 }  // namespace
 
-int flat(Design& d) {
+bool flat(Design& d) {
     Module& top = *d.top();
     close_references(d);
     for (Module* m = d.modules; m; m = m->next)
@@ -235,12 +233,12 @@ int flat(Design& d) {
         }
         classify_nets(*m);
     }
-    if (!protect_irreversible_nets(d)) return 0;
+    if (!protect_irreversible_nets(d)) return false;
     for (Module* m = d.modules; m; m = m->next)
         for (Instance* i = m->insts; i; i = i->next) i->set_on_clock(false);
     for (Module* m = d.modules; m; m = m->next) mark_clock_nets(*m);
     for (Module* m = d.modules; m; m = m->next)
-        if (m->kind() == MOD_NLD && !fold_inverters(d, *m)) return 0;
+        if (m->kind() == MOD_NLD && !fold_indexed(d, *m)) return false;
     for (Module* m = d.modules; m; m = m->next) {
         if (m->kind() != MOD_NLD) continue;
         m->flattened = nullptr;
@@ -250,24 +248,26 @@ int flat(Design& d) {
 
     if (!top.nets) {
         *d.err << "vorp: internal net representation colapsed, or net set is empty, sorry.\n";
-        return 0;
+        return false;
     }
     Tail<Net> nets(top.nets);
     for (Module* m = top.next; m; m = m->next) collect_nets(nets, *m);
     {
+        // Every boundary merge drops a net from the top's long list.
         ScopedNetListIndex index(d, top);
-        if (!link_boundaries(d, top)) return 0;
+        if (!link_boundaries(d, top)) return false;
     }
     for (Net* net = top.nets; net; net = net->next)
-        if (is_driven(net) && !find_source(d, net)) return 0;
+        if (is_signal_net(net) && !find_source(d, net)) return false;
 
     if (!top.insts) {
         *d.err << "vorp: internal instance representation colapsed, or instance set is empty, "
                   "sorry.\n";
-        return 0;
+        return false;
     }
     Tail<Instance> insts(top.insts);
     for (Module* m = top.next; m; m = m->next) collect_instances(insts, *m);
+    // Every joined constant or supply net leaves the top's list.
     ScopedNetListIndex index(d, top);
     return join_constants(d, top);
 }

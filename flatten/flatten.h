@@ -5,7 +5,8 @@
 
 namespace vorp {
 
-// 1 on success, 0 when the design cannot be handled (a message is printed).
-int flat(Design& d);
+// False when the design cannot be handled (a message is printed); the
+// records are then left half-flattened.
+[[nodiscard]] bool flat(Design& d);
 
 }  // namespace vorp

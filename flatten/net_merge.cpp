@@ -10,13 +10,6 @@ namespace vorp {
 
 namespace {
 
-bool is_input_type(int type) {
-    return type == KW_INPUT || type == KW_INPUT_CONNECTED;
-}
-bool is_output_type(int type) {
-    return type == KW_OUTPUT || type == KW_OUTPUT_CONNECTED;
-}
-
 // Which net the pair's polarities ask to invert, if any.
 Net* net_to_invert(Node* x, Node* y, Net* x_net, Net* y_net) {
     const int type = x->pin_type();

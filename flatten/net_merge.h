@@ -7,9 +7,11 @@
 namespace vorp {
 
 // Join y's net into x's net and take the pair x, y out of them; one net may
-// be inverted first (never an irreversible one). `module` holds y's net.
+// be inverted first (never an irreversible one). `module` holds y's net,
+// which leaves its list through the run's net-list index when one covers
+// it (linking boundaries), else by a walk (folding inverters).
 // Returns the node from which a walk over x's net goes on: x's former
 // successor, else the first node that came from y's net; null on failure.
-Node* merge_net(Design& d, Node* x, Node* y, Module& module);
+[[nodiscard]] Node* merge_net(Design& d, Node* x, Node* y, Module& module);
 
 }  // namespace vorp

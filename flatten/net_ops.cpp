@@ -1,20 +1,16 @@
 #include "flatten/net_ops.h"
 
 #include <cstdio>
-#include <cstring>
 #include <ostream>
 #include <vector>
 
 #include "db/lists.h"
+#include "db/queries.h"
 #include "flatten/net_list_index.h"
 
 namespace vorp {
 
 namespace {
-
-bool same_text(const char* a, const char* b) {
-    return a && b && std::strcmp(a, b) == 0;
-}
 
 bool is_clock_stop(int cell) {
     return is_register(cell) || cell == CELL_BGATE;
@@ -30,28 +26,28 @@ bool is_clock_pin_name(const char* name) {
     return false;
 }
 
-int unlink_node(Design& d, Node* node) {
-    if (node->net && unlink_from(node->net->nodes, node)) return 1;
+bool unlink_node(Design& d, Node* node) {
+    if (node->net && unlink_from(node->net->nodes, node)) return true;
     *d.err << "vorp: inconsistent operation occured: pin isolation from a foreign net, sorry.\n";
-    return 0;
+    return false;
 }
 
-int unlink_net(Design& d, Net* net, Module& module) {
-    if (unlink_listed_net(d, module, net)) return 1;
+bool unlink_net(Design& d, Net* net, Module& module) {
+    if (unlink_listed_net(d, module, net)) return true;
     *d.err << "vorp: inconsistent operation occured: net isolation from a foreign module, sorry.\n";
-    return 0;
+    return false;
 }
 
-int unlink_instance(Instance* inst) {
-    return inst->owner && unlink_from(inst->owner->insts, inst) ? 1 : 0;
+bool unlink_instance(Instance* inst) {
+    return inst->owner && unlink_from(inst->owner->insts, inst);
 }
 
-int append_net(Design& d, Net* keep, Net* drop) {
-    if (!drop->source || !unlink_node(d, drop->source)) return 0;
+bool append_net(Design& d, Net* keep, Net* drop) {
+    if (!drop->source || !unlink_node(d, drop->source)) return false;
     Node* last = last_of(keep->nodes);
     if (!last) {
         *d.err << "vorp: empty net internally appered, sorry.\n";
-        return 0;
+        return false;
     }
     last->next = drop->nodes;
     for (Node* n = drop->nodes; n; n = n->next) n->net = keep;
@@ -80,30 +76,22 @@ Node* find_node(Node* node) {
     return nullptr;
 }
 
-int find_source(Design& d, Net* net) {
+bool find_source(Design& d, Net* net) {
     Node* candidate = nullptr;
     for (Node* n = net->nodes; n; n = n->next) {
-        const int type = n->pin_type();
-        if (type == KW_BIDIRECT || type == KW_BIDIRECT_CONNECTED) {
+        if (is_bidirect_type(n->pin_type())) {
             candidate = n;
-            continue;
-        }
-        const bool definite =
-            n->inst && n->inst->cell() == CELL_PORT
-                ? type == KW_GLOBAL || type == KW_INPUT || type == KW_INPUT_CONNECTED
-                : type == KW_OUTPUT || type == KW_OUTPUT_CONNECTED || type == KW_TRISTATE ||
-                      type == KW_TRISTATE_CONNECTED;
-        if (definite) {
+        } else if (is_definite_driver(n)) {
             net->source = n;
-            return 1;
+            return true;
         }
     }
     if (candidate) {
         net->source = candidate;
-        return 1;
+        return true;
     }
     *d.err << "vorp: net w/o source detected:\n" << net_dump(*net);
-    return 0;
+    return false;
 }
 
 void classify_nets(Module& m) {
@@ -113,15 +101,15 @@ void classify_nets(Module& m) {
         net->set_irreversible(false);
         for (Node* n = net->nodes; n; n = n->next) {
             const int type = n->pin_type();
-            const bool on_port = n->inst && n->inst->cell() == CELL_PORT;
-            if (type == KW_BIDIRECT || type == KW_BIDIRECT_CONNECTED) {
+            const bool on_port = on_cell(n, CELL_PORT);
+            if (is_bidirect_type(type)) {
                 net->set_irreversible(true);
                 net->set_net_type(NET_WIRED);
                 n->set_pol_a(0);
             } else if (on_port && type == KW_GLOBAL) {
                 net->set_net_type(NET_SIGNAL);
                 n->set_pols(0, 0);
-            } else if (on_port && (type == KW_INPUT || type == KW_INPUT_CONNECTED)) {
+            } else if (on_port && is_input_type(type)) {
                 n->set_pols(0, 0);
                 if (is_clock_pin_name(n->inst->name))
                     net->source = n;
@@ -130,10 +118,10 @@ void classify_nets(Module& m) {
             } else if (on_port && type == KW_UNUSED_CONNECTED) {
                 net->set_net_type(NET_UNUSED);
                 n->set_pols(0, 0);
-            } else if (!on_port && (type == KW_OUTPUT || type == KW_OUTPUT_CONNECTED)) {
+            } else if (!on_port && is_output_type(type)) {
                 net->set_net_type(NET_SIGNAL);
                 n->set_pols(0, 0);
-            } else if (!on_port && (type == KW_TRISTATE || type == KW_TRISTATE_CONNECTED)) {
+            } else if (!on_port && is_tristate_type(type)) {
                 net->set_net_type(NET_WIRED);
                 n->set_pols(0, 0);
             }
@@ -217,7 +205,7 @@ std::string net_dump(const Net& net, const char* label) {
     out += net.source && net.source->pin ? net.source->pin : "";
     out += "]: ";
     for (const Node* n = net.nodes; n; n = n->next) {
-        if (n->inst && n->inst->cell() == CELL_PORT) {
+        if (on_cell(n, CELL_PORT)) {
             out += text_or_null(n->pin);
         } else {
             out += n->inst ? text_or_null(n->inst->name) : "";

@@ -14,20 +14,22 @@ bool is_clock_pin_name(const char* name);
 
 // Take a node off its net's list (searched from the head). The node keeps its
 // own `next` and `net`: callers continue walks from the stale `next`.
-int unlink_node(Design& d, Node* node);
-// Take a net off a module's list; the net keeps its own `next`.
-int unlink_net(Design& d, Net* net, Module& module);
+[[nodiscard]] bool unlink_node(Design& d, Node* node);
+// Take a net off a module's list; the net keeps its own `next`. Constant
+// time while the run's net-list index covers the module, else a walk from
+// the head; the answer is the same.
+[[nodiscard]] bool unlink_net(Design& d, Net* net, Module& module);
 // Take an instance off its owner's list; no message on failure.
-int unlink_instance(Instance* inst);
+[[nodiscard]] bool unlink_instance(Instance* inst);
 // Join `drop` into `keep` (keep's nodes first) without drop's source pin, and
-// remove `drop` from the top module.
-int append_net(Design& d, Net* keep, Net* drop);
+// remove `drop` from the top module (through the net-list index, if any).
+[[nodiscard]] bool append_net(Design& d, Net* keep, Net* drop);
 
 // The node on the other side of a module boundary, or null.
-Node* find_node(Node* node);
+[[nodiscard]] Node* find_node(Node* node);
 // Set the net's driver: the first definite source, else the last
 // bidirectional candidate. Prints the net dump and fails when there is none.
-int find_source(Design& d, Net* net);
+[[nodiscard]] bool find_source(Design& d, Net* net);
 // Kind, source and irreversibility of every net from its pins.
 void classify_nets(Module& m);
 // Mark every net reached from a clock pin, through combinational cells and

@@ -1,9 +1,11 @@
 #include "flatten/sticky.h"
 
+#include <cassert>
 #include <cstdio>
 #include <ostream>
 
 #include "db/lists.h"
+#include "db/queries.h"
 #include "flatten/net_ops.h"
 
 namespace vorp {
@@ -19,21 +21,9 @@ Node* make_pin(Design& d, Instance* owner, const char* name, int type, int pol) 
     return pin;
 }
 
-void push_node(Net* net, Node* node) {
-    node->net = net;
-    push_front(net->nodes, node);
-}
-
-bool is_input_type(int type) {
-    return type == KW_INPUT || type == KW_INPUT_CONNECTED;
-}
-bool is_output_type(int type) {
-    return type == KW_OUTPUT || type == KW_OUTPUT_CONNECTED;
-}
-
 // The sticky's direction and cell for a node of an inverter; false with the
 // message when the pin cannot be protected.
-bool inverter_side(Design& d, Node* node, int& cell, int& dir) {
+[[nodiscard]] bool inverter_side(Design& d, Node* node, int& cell, int& dir) {
     const int type = node->pin_type();
     cell = CELL_STICKY;
     if (is_input_type(type)) {
@@ -48,7 +38,7 @@ bool inverter_side(Design& d, Node* node, int& cell, int& dir) {
     return true;
 }
 
-bool boundary_side(Design& d, Node* node, Node* partner, int& cell, int& dir) {
+[[nodiscard]] bool boundary_side(Design& d, Node* node, Node* partner, int& cell, int& dir) {
     const int mine = node->inst->cell();
     const int theirs = partner->inst ? partner->inst->cell() : 0;
     int base;
@@ -67,7 +57,7 @@ bool boundary_side(Design& d, Node* node, Node* partner, int& cell, int& dir) {
         dir = 1 - base;
     } else if (is_output_type(type)) {
         dir = base;
-    } else if (type == KW_TRISTATE || type == KW_TRISTATE_CONNECTED) {
+    } else if (is_tristate_type(type)) {
         dir = base;
         cell = CELL_STICKY_TS;
     } else {
@@ -84,36 +74,64 @@ int count_nodes(const Net* net, int (*pick)(const Node*)) {
     return n;
 }
 
-// Keep the sticky as an inverter (400) or a buffer (401). The input pin ends
-// named after the output; the output pin keeps its name.
-int keep_sticky(Design& d, Instance* s, Node* in, int cell) {
+// Keep the sticky as an inverter or a buffer. The input pin ends named
+// after the output; the output pin keeps its name.
+void keep_sticky(Design& d, Instance* s, Node* in, int cell) {
     s->set_cell(cell);
     in->pin = d.copy_string(cell == CELL_INV ? "nout" : "out");
-    return 1;
+}
+
+// Take a sticky's pin off its net. It cannot fail: a sticky's pins stay on
+// the nets they were put on (merges take inverter and boundary pins, joins
+// of constant nets take constant and supply pins), which list them.
+void unlink_sticky_pin(Design& d, Node* pin) {
+    [[maybe_unused]] const bool unlinked = unlink_node(d, pin);
+    assert(unlinked);
+}
+
+// Take a dissolved sticky out of its owner's list. Flattening moves the
+// stickies of a flattened copy into the top's list while they keep the copy
+// as owner, so the owner's list holds only the stickies of the top and of
+// reference modules. Any other stays listed where it is: with no pin on a
+// net it is never kept, so never written.
+void delist_sticky([[maybe_unused]] Design& d, Instance* s) {
+    if (unlink_instance(s)) return;
+    assert(s->owner != d.top());
+}
+
+// Take the net a dissolved sticky emptied out of the top's list. The nets of
+// a reference module (never flattened) and the clock nets that a flattened
+// copy keeps are not on it: unlink_net reports that, and the empty net stays
+// in its own module, where nothing writes it (a reference module is copied
+// as it was read; an empty net has no connection to print).
+void drop_emptied_net(Design& d, [[maybe_unused]] Instance* s, Net* goes) {
+    if (unlink_net(d, goes, *d.top())) return;
+    assert(s->owner != d.top() && !goes->nodes);
 }
 
 // Remove the sticky and join its two nets, the larger keeping its place.
-int dissolve_sticky(Design& d, Instance* s, Node* in, Node* out, int n_in, int n_out) {
+[[nodiscard]] bool dissolve_sticky(Design& d, Instance* s, Node* in, Node* out, int n_in,
+                                   int n_out) {
     Net* in_net = in->net;
     Net* out_net = out->net;
-    unlink_node(d, in);
-    unlink_node(d, out);
-    unlink_instance(s);
+    unlink_sticky_pin(d, in);
+    unlink_sticky_pin(d, out);
+    delist_sticky(d, s);
     Net* stays = n_in > n_out ? in_net : out_net;
     Net* goes = n_in > n_out ? out_net : in_net;
     for (Node* n = goes->nodes; n;) {
         Node* next = n->next;
-        if (!unlink_node(d, n)) return 0;
+        if (!unlink_node(d, n)) return false;
         push_node(stays, n);
         n = next;
     }
-    unlink_net(d, goes, *d.top());
-    return 1;
+    drop_emptied_net(d, s, goes);
+    return true;
 }
 
 }  // namespace
 
-int insert_sticky(Design& d, Net* net, Node* node, int cell, int dir) {
+bool insert_sticky(Design& d, Net* net, Node* node, int cell, int dir) {
     Module* owner = node->inst->owner;
     Net* sticky_net = d.make<Net>();
     push_front(owner->nets, sticky_net);
@@ -129,14 +147,14 @@ int insert_sticky(Design& d, Net* net, Node* node, int cell, int dir) {
     o->same_inst = i;
     s->node = i;
 
-    if (!unlink_node(d, node)) return 0;
+    if (!unlink_node(d, node)) return false;
     push_node(dir == 1 ? sticky_net : net, i);
     push_node(dir == 1 ? net : sticky_net, o);
     push_node(sticky_net, node);
-    return 1;
+    return true;
 }
 
-int protect_net(Design& d, Net* net) {
+bool protect_net(Design& d, Net* net) {
     for (Node* node = net->nodes; node;) {
         Node* next = node->next;
         int cell = 0, dir = 0;
@@ -145,30 +163,32 @@ int protect_net(Design& d, Net* net) {
                 node = next;
                 continue;
             }
-            if (!inverter_side(d, node, cell, dir)) return 0;
+            if (!inverter_side(d, node, cell, dir)) return false;
         } else {
             Node* partner = find_node(node);
             if (!partner) {
                 node = next;
                 continue;
             }
-            if (!boundary_side(d, node, partner, cell, dir)) return 0;
+            if (!boundary_side(d, node, partner, cell, dir)) return false;
         }
-        insert_sticky(d, net, node, cell, dir);
+        // The node was read off the net's own list, so insertion cannot fail.
+        [[maybe_unused]] const bool inserted = insert_sticky(d, net, node, cell, dir);
+        assert(inserted);
         node = next;
     }
-    return 1;
+    return true;
 }
 
-int protect_irreversible_nets(Design& d) {
+bool protect_irreversible_nets(Design& d) {
     d.sticky_count = 0;
     for (Module* m = d.modules; m; m = m->next)
         for (Net* net = m->nets; net; net = net->next)
-            if (net->irreversible() && !protect_net(d, net)) return 0;
-    return 1;
+            if (net->irreversible() && !protect_net(d, net)) return false;
+    return true;
 }
 
-int resolve_sticky(Design& d, Instance* s) {
+bool resolve_sticky(Design& d, Instance* s) {
     Node* in = nullptr;
     Node* out = nullptr;
     Node* pin = s->node;
@@ -180,11 +200,11 @@ int resolve_sticky(Design& d, Instance* s) {
             else if (is_output_type(type))
                 out = pin;
             else
-                return 0;
+                return false;
             pin = pin->same_inst;
         } while (pin && pin != s->node);
     }
-    if (!in || !out) return 0;
+    if (!in || !out) return false;
     if (s->inverted()) {
         in->set_pols(-in->pol_a(), -in->pol_b());
         s->set_inverted(false);
@@ -198,24 +218,30 @@ int resolve_sticky(Design& d, Instance* s) {
     const int sources_out =
         count_nodes(out_net, [](const Node* x) { return x->pol_a() == 0 ? 1 : 0; });
     if (twisted) {
-        if (sources_out > 1 || out_net->irreversible()) return keep_sticky(d, s, in, CELL_INV);
+        if (sources_out > 1 || out_net->irreversible()) {
+            keep_sticky(d, s, in, CELL_INV);
+            return true;
+        }
         invert_net(*out_net);
         return dissolve_sticky(d, s, in, out, n_in, n_out);
     }
-    if (sinks_in > 1 && sources_out > 1) return keep_sticky(d, s, in, CELL_NINV);
+    if (sinks_in > 1 && sources_out > 1) {
+        keep_sticky(d, s, in, CELL_NINV);
+        return true;
+    }
     return dissolve_sticky(d, s, in, out, n_in, n_out);
 }
 
-int unprotect_irreversible_nets(Design& d) {
+bool unprotect_irreversible_nets(Design& d) {
     for (Module* m = d.modules; m; m = m->next) {
         for (Instance* i = m->insts; i;) {
             Instance* next = i->next;
             if ((i->cell() == CELL_STICKY || i->cell() == CELL_STICKY_TS) && !resolve_sticky(d, i))
-                return 0;
+                return false;
             i = next;
         }
     }
-    return 1;
+    return true;
 }
 
 }  // namespace vorp

@@ -38,10 +38,11 @@ const char* destination_path(Design& d, const char* name, const char* ext);
 // left beside it. A failed open ends the run with the message (Fatal{1}).
 void open_destination(Design& d, OutputFile& out, const char* path, StaleTempFiles& stale);
 
-// Copy the input file of module `name` (a PCD file for kind 301, an NLD file
-// for 310 and 311; nothing for other kinds) from the first read or reference
-// directory holding it into the write directory. Ends the run with status 1
-// when the file is gone (no message) or the destination cannot be opened.
+// Copy the input file of module `name` (a PCD file for MOD_PCD, an NLD file
+// for MOD_NLD and MOD_REFERENCE; nothing for other kinds) from the first read
+// or reference directory holding it into the write directory. Ends the run
+// with status 1 when the file is gone (no message) or the destination cannot
+// be opened.
 void copy_module_file(Design& d, const char* name, int kind, StaleTempFiles& stale);
 
 // Write the input netlists unchanged (the fallback of every run that does

@@ -1,6 +1,5 @@
 #include "netlist/loader.h"
 
-#include <cstring>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -8,16 +7,13 @@
 #include <vector>
 
 #include "db/lists.h"
+#include "db/queries.h"
 #include "netlist/file_io.h"
 #include "netlist/reader.h"
 
 namespace vorp {
 
 namespace {
-
-bool same_text(const char* a, const char* b) {
-    return a && b && std::strcmp(a, b) == 0;
-}
 
 using ModuleReader = Module* (*)(Design&, std::string_view);
 
@@ -164,7 +160,7 @@ Module* copy_module(Design& d, const Module& source) {
             Node* node = d.make<Node>();
             node->set_pin_type(s->pin_type());
             node->net = net;
-            if (s->inst && s->inst->cell() == CELL_PORT) {
+            if (on_cell(s, CELL_PORT)) {
                 node->inst = bind(port_index, s->pin);
                 node->pin = node->inst ? node->inst->name : nullptr;
             } else {

@@ -379,19 +379,4 @@ int pin_type_of(const char* pin, int cell) {
     }
 }
 
-namespace {
-Instance* first_named(Instance* list, const char* name) {
-    for (Instance* p = list; p; p = p->next)
-        if (p->name && std::strcmp(p->name, name) == 0) return p;
-    return nullptr;
-}
-}  // namespace
-
-Instance* find_port(const char* name, const Module& m) {
-    return first_named(m.ports, name);
-}
-Instance* find_inst(const char* name, const Module& m) {
-    return first_named(m.insts, name);
-}
-
 }  // namespace vorp

@@ -1,10 +1,10 @@
-// Reads one NLD or PCD netlist file into a Module, and the lookups by name
-// that later stages share.
+// Reads one NLD or PCD netlist file into a Module.
 #pragma once
 
 #include <string_view>
 
 #include "db/design.h"
+#include "db/queries.h"  // find_port, find_inst
 
 namespace vorp {
 
@@ -23,10 +23,5 @@ int parse_cell_name(Design& d, const char* text);
 // Direction code of a pin of a cell (265, 268, 271; 425 on a sub-module);
 // 0 when the cell has no pin of that name.
 int pin_type_of(const char* pin, int cell);
-
-// First port, or first component instance, in list order with this name;
-// records without a name are passed over. Linear.
-Instance* find_port(const char* name, const Module& m);
-Instance* find_inst(const char* name, const Module& m);
 
 }  // namespace vorp

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "db/queries.h"
 #include "netlist/copy_writer.h"
 #include "netlist/loader.h"
 
@@ -40,7 +41,7 @@ void write_net(OutputFile& out, const Net* net) {
     out.write("\t(def-net");
     for (const Node* n = net->nodes; n; n = n->next) {
         out.put('\t');
-        if (n->inst && n->inst->cell() == CELL_PORT) {
+        if (on_cell(n, CELL_PORT)) {
             out.write(text_or_null(n->pin));
         } else {
             out.write(n->inst ? text_or_null(n->inst->name) : "(null)");
@@ -118,7 +119,7 @@ void write_reduced_design(Design& d) {
     WrittenNames written;
     written.append(d, d.top_name);
     for (const Module* m = d.top()->next; m; m = m->next) {
-        if (d.write_mode == 4) {
+        if (d.write_mode == WRITE_HIERARCHY) {
             if (m->kind() == MOD_NLD) {
                 if (m->inst && m->inst->kept()) write_module_file(d, *m, m->name, stale);
             } else if (m->kind() == MOD_REFERENCE && !name_written(m->name, written)) {

@@ -1,7 +1,6 @@
 #include "reduce/counting.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace vorp {
 
@@ -20,10 +19,6 @@ Votes votes_of(const Net* net) {
         if (n->pol_a() == -1) ++v.inverted;
     }
     return v;
-}
-
-bool same_text(const char* a, const char* b) {
-    return a && b && std::strcmp(a, b) == 0;
 }
 
 }  // namespace
@@ -90,48 +85,14 @@ int rule_inverted_load(DriverRule rule, int straight, int inverted) {
     return 0;
 }
 
-int needs_inverted(const Net* net) {
-    for (const Node* n = net->nodes; n; n = n->next)
-        if (is_consumer(n) && n->pol_a() == -1) return 1;
-    return 0;
-}
-
-int both_polarities(const Net* net) {
-    const Votes v = votes_of(net);
-    return v.straight > 0 && v.inverted > 0 ? 1 : 0;
-}
-
-int inverted_count(const Net* net) {
-    return votes_of(net).inverted;
-}
-
-int min_polarity(const Net* net) {
-    const Votes v = votes_of(net);
-    return std::min(v.straight, v.inverted);
-}
-
 int net_inverters(const Design& d, const Net* net) {
-    switch (driver_rule(d, net)) {
-        case DriverRule::EITHER_POLARITY:
-            return both_polarities(net);
-        case DriverRule::ONE_POLARITY:
-            return needs_inverted(net);
-        case DriverRule::NEVER:
-            return 0;
-    }
-    return 0;
+    const Votes v = votes_of(net);
+    return rule_inverters(driver_rule(d, net), v.straight, v.inverted);
 }
 
 int net_inverted_load(const Design& d, const Net* net) {
-    switch (driver_rule(d, net)) {
-        case DriverRule::EITHER_POLARITY:
-            return min_polarity(net);
-        case DriverRule::ONE_POLARITY:
-            return inverted_count(net);
-        case DriverRule::NEVER:
-            return 0;
-    }
-    return 0;
+    const Votes v = votes_of(net);
+    return rule_inverted_load(driver_rule(d, net), v.straight, v.inverted);
 }
 
 int count_inverters(Design& d, Module& m) {

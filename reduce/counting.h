@@ -3,13 +3,9 @@
 #pragma once
 
 #include "db/design.h"
+#include "db/queries.h"
 
 namespace vorp {
-
-// Nets that carry logic: wired (271) and driven (291).
-inline bool is_signal_net(const Net* net) {
-    return net->net_type() == NET_WIRED || net->net_type() == NET_SIGNAL;
-}
 
 // Inverters a module needs: per signal net for flattened modules, the inv-
 // cells of reference modules, nothing for black boxes.
@@ -37,10 +33,5 @@ DriverRule driver_rule(const Design& d, const Net* net);
 // consumers that want the straight and the inverted signal.
 int rule_inverters(DriverRule rule, int straight, int inverted);
 int rule_inverted_load(DriverRule rule, int straight, int inverted);
-
-int needs_inverted(const Net* net);
-int both_polarities(const Net* net);
-int inverted_count(const Net* net);
-int min_polarity(const Net* net);
 
 }  // namespace vorp

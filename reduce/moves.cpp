@@ -9,10 +9,6 @@ namespace vorp {
 
 namespace {
 
-bool is_and_or(int cell) {
-    return cell >= CELL_AND && cell <= CELL_NOR;
-}
-
 void settle_logged_nets(Reduction& r, Instance* g);
 
 template <class F>
@@ -54,15 +50,6 @@ void flip_gates(Reduction& r, Instance* leader, Instance* Instance::*next) {
         if (is_gate(m->cell())) flip_instance(r, m);
 }
 
-void log_gate_nets(Reduction& r, Instance* leader, Instance* Instance::*next) {
-    r.clusters.drop();
-    for (Instance* m = leader; m; m = m->*next)
-        if (is_gate(m->cell()))
-            for_each_in_ring(m->node, [&](Node* n) {
-                if (n->net) r.mark_changed(n->net);
-            });
-}
-
 Instance* root_of(Instance* m, Instance* Instance::*parent) {
     while (m->*parent != m) {
         m->*parent = (m->*parent)->*parent;
@@ -84,6 +71,7 @@ void Reduction::set_pols(Node* n, int a, int b) {
         if (!quiet) clusters.pol_a_changed(n, n->pol_a(), a);
         if (!quiet && (a != n->pol_a() || b != n->pol_b()) && n->net) mark_changed(n->net);
     }
+    verdicts.pol_a_changed(n, n->pol_a(), a);
     n->set_pols(a, b);
 }
 
@@ -153,20 +141,22 @@ void flip_instance(Reduction& r, Instance* inst) {
     });
 }
 
+// A whole-group flip applies when every gate of the group may be flipped;
+// the kept verdicts answer for the group they cover.
 bool try_flip_group(Reduction& r, Instance* g, Mode mode) {
+    if (r.verdicts.covers(g)) return r.verdicts.try_flip_group(r, mode);
     if (!all_gates_flippable(g, &Instance::next_in_group)) return false;
     const auto before = r.measure(mode);
-    // An undone trial leaves every net as it was: nothing to log.
-    r.quiet = r.indexed();
     flip_gates(r, g, &Instance::next_in_group);
-    const bool accepted = Reduction::accepts(mode, before, r.measure(mode));
-    if (!accepted) flip_gates(r, g, &Instance::next_in_group);
-    r.quiet = false;
-    if (accepted && r.indexed()) log_gate_nets(r, g, &Instance::next_in_group);
-    return accepted;
+    if (Reduction::accepts(mode, before, r.measure(mode))) return true;
+    flip_gates(r, g, &Instance::next_in_group);
+    return false;
 }
 
+// Each gate and tristate buffer of the group is tried alone, in chain order;
+// the kept verdicts answer for the group they cover.
 bool flip_instances(Reduction& r, Instance* g, Mode mode) {
+    if (r.verdicts.covers(g)) return r.verdicts.flip_instances(r, mode);
     bool any = false;
     for_each_member(g, [&](Instance* m) {
         const int cell = m->cell();
@@ -184,6 +174,8 @@ bool flip_instances(Reduction& r, Instance* g, Mode mode) {
     return any;
 }
 
+// A gate's dual flip applies when no non-input pin of it is on an
+// irreversible net: the flip negates those nets whole.
 bool try_flip_instance(Reduction& r, Instance* m, Mode mode) {
     if (!is_flippable(m)) return false;
     const int before = local_count(r, m, &Reduction::net_count);
@@ -198,6 +190,22 @@ bool try_flip_instance(Reduction& r, Instance* m, Mode mode) {
     return false;
 }
 
+Node* first_pin_of_type(const Instance* m, int pin_type) {
+    Node* found = nullptr;
+    for_each_in_ring(m->node, [&](Node* n) {
+        if (!found && n->pin_type() == pin_type) found = n;
+    });
+    return found;
+}
+
+Node* tristate_input(const Instance* buffer) {
+    Node* in = nullptr;
+    for_each_in_ring(buffer->node, [&](Node* p) {
+        if (!in && p->pin && std::strcmp(p->pin, "in") == 0) in = p;
+    });
+    return in;
+}
+
 bool is_tristate_flippable(const Instance* m) {
     bool flippable = true;
     for_each_in_ring(m->node, [&](const Node* n) {
@@ -207,24 +215,19 @@ bool is_tristate_flippable(const Instance* m) {
 }
 
 void flip_tristate(Reduction& r, Instance* m) {
-    Node* bus_pin = nullptr;
-    for_each_in_ring(m->node, [&](Node* n) {
-        if (!bus_pin && n->pin_type() == KW_TRISTATE) bus_pin = n;
-    });
+    Node* bus_pin = first_pin_of_type(m, KW_TRISTATE);
     if (!bus_pin) return;
     for (Node* n = bus_pin->net->nodes; n; n = n->next) {
         if (n->inst->cell() == CELL_TS_BUF && n->pin_type() == KW_TRISTATE) {
-            Node* in = nullptr;
-            for_each_in_ring(n->inst->node, [&](Node* p) {
-                if (!in && p->pin && std::strcmp(p->pin, "in") == 0) in = p;
-            });
-            if (in) negate_node(r, in);
+            if (Node* in = tristate_input(n->inst)) negate_node(r, in);
         } else {
             negate_node(r, n);
         }
     }
 }
 
+// Moving an inversion across a tristate bus applies when the buffer's bus
+// is not irreversible.
 bool try_flip_tristate(Reduction& r, Instance* m, Mode mode) {
     if (!is_tristate_flippable(m)) return false;
     const auto before = r.measure(mode);
@@ -234,7 +237,11 @@ bool try_flip_tristate(Reduction& r, Instance* m, Mode mode) {
     return false;
 }
 
+// Each and/or gate of the group gets its output complemented alone, in
+// chain order (with -a only); the kept verdicts answer for the group they
+// cover.
 bool complement_outputs(Reduction& r, Instance* g, Mode mode) {
+    if (r.verdicts.covers(g)) return r.verdicts.complement_outputs(r, mode);
     bool any = false;
     for_each_member(g, [&](Instance* m) {
         if (!is_and_or(m->cell()) || !try_complement_output(r, m, mode)) return;
@@ -244,11 +251,10 @@ bool complement_outputs(Reduction& r, Instance* g, Mode mode) {
     return any;
 }
 
+// An output complement applies to a gate with an output pin whose net is
+// not irreversible.
 bool try_complement_output(Reduction& r, Instance* m, Mode mode) {
-    Node* out = nullptr;
-    for_each_in_ring(m->node, [&](Node* n) {
-        if (!out && n->pin_type() == KW_OUTPUT) out = n;
-    });
+    Node* out = first_pin_of_type(m, KW_OUTPUT);
     if (!out) return false;
     Net* net = out->net;
     if (net->irreversible()) return false;

@@ -13,6 +13,7 @@
 #include "reduce/group_nets.h"
 #include "reduce/tally.h"
 #include "reduce/termination.h"
+#include "reduce/verdicts.h"
 
 namespace vorp {
 
@@ -30,6 +31,9 @@ struct Reduction {
     Tally tally = {};
     GroupNets group_nets = {};
     ClusterStates clusters = {};
+    GroupVerdicts verdicts = {};
+    // Check the kept verdicts after every group step.
+    bool check_state = false;
     std::vector<Instance*> scratch = {};
 
     // Nets whose polarities changed since they were last settled (indexed
@@ -69,6 +73,10 @@ void flip_instance(Reduction& r, Instance* inst);
 bool try_flip_group(Reduction& r, Instance* g, Mode mode);
 bool flip_instances(Reduction& r, Instance* g, Mode mode);
 bool try_flip_instance(Reduction& r, Instance* m, Mode mode);
+// The first pin of an instance (ring order) of a pin type, and a tristate
+// buffer's "in" pin; none when there is none.
+Node* first_pin_of_type(const Instance* m, int pin_type);
+Node* tristate_input(const Instance* buffer);
 bool is_tristate_flippable(const Instance* m);
 void flip_tristate(Reduction& r, Instance* m);
 bool try_flip_tristate(Reduction& r, Instance* m, Mode mode);
@@ -88,9 +96,6 @@ bool in_cluster_set(int cell, ClusterSet set);
 bool leads_candidate(int cell, ClusterSet set);
 bool all_gates_flippable(Instance* leader, Instance* Instance::*next);
 void flip_gates(Reduction& r, Instance* leader, Instance* Instance::*next);
-// Log the nets of the gates of a chain as changed (after an accepted quiet
-// trial: the cluster states, which log nodes, start again).
-void log_gate_nets(Reduction& r, Instance* leader, Instance* Instance::*next);
 // The root of a union-find kept in `parent`, halving the path on the way.
 Instance* root_of(Instance* m, Instance* Instance::*parent);
 

@@ -1,6 +1,7 @@
 #include "reduce/reduction.h"
 
 #include <ostream>
+#include <string>
 
 #include "db/lists.h"
 #include "reduce/counting.h"
@@ -132,6 +133,9 @@ bool group_step(Reduction& r, Instance* g, Mode mode) {
     }
     if (flip_instances(r, g, mode)) changed = true;
     if (r.d.opt_a && complement_outputs(r, g, mode)) changed = true;
+    if (r.check_state && r.verdicts.covers(g))
+        if (const std::string fault = r.verdicts.check(r); !fault.empty())
+            throw StateCheckFailed(fault);
     return changed;
 }
 
@@ -148,13 +152,9 @@ bool tie_break_pass(Reduction& r, Instance* g) {
     return first;
 }
 
-int red_inv(Design& d) {
-    return red_inv(d, RepeatGuard::ON);
-}
-
-int red_inv(Design& d, RepeatGuard guard) {
+int red_inv(Design& d, const ReduceParams& params) {
     Module& top = *d.top();
-    if (d.literal_reduction)
+    if (params.literal)
         build_groups_literal(top);
     else
         build_groups(top);
@@ -162,8 +162,9 @@ int red_inv(Design& d, RepeatGuard guard) {
         i->set_dual(false);
         i->set_complement(false);
     }
-    Reduction r{d, top, Termination(guard == RepeatGuard::ON)};
-    if (!d.literal_reduction) r.index();
+    Reduction r{d, top, Termination(params.guard == RepeatGuard::ON)};
+    if (!params.literal) r.index();
+    r.check_state = params.check_state;
     r.termination.start(top);
     if (d.has_xor || d.opt_a) {
         for (Instance* g = top.groups; g; g = g->next_group) settle_group_nets(r, g);
@@ -173,10 +174,12 @@ int red_inv(Design& d, RepeatGuard guard) {
     for (Instance* g = top.groups; g; g = g->next_group) {
         if (g->on_clock()) continue;
         r.termination.start_group();
+        if (r.indexed()) r.verdicts.start(r, g);
         do {
             strict_pass(r, g);
             if (r.termination.stopped()) break;
         } while (tie_break_pass(r, g) && !r.termination.stopped());
+        r.verdicts.finish();
     }
     if (has_twisted_irreversible_net(top)) {
         *d.err << "vorp: twisted irreversible net found, sorry.\n";

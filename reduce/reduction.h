@@ -3,25 +3,21 @@
 //
 // Changes only node polarities, the `dual` and `complement` flags and the
 // group and cluster work fields; never creates, removes or relinks records.
-// Groups are visited once each, in list order. With `Design::literal_reduction`
-// every whole-design trial recounts the top module's nets and every group
-// walk goes over all of them, as the moves are defined; otherwise measures
-// are kept per polarity change and walks cover the group's own nets, which
-// takes the same decisions in the same order.
+// Groups are visited once each, in list order. The literal reduction (see
+// `ReduceParams`) recounts the top module's nets at every whole-design trial
+// and walks all of them for every group, as the moves are defined; the fast
+// one keeps measures and trial verdicts per polarity change and walks the
+// group's own nets, which takes the same decisions in the same order.
 #pragma once
 
 #include "db/design.h"
 #include "reduce/moves.h"
+#include "reduce/params.h"
 
 namespace vorp {
 
 // 1 on success, 0 when a twisted irreversible net is met.
-int red_inv(Design& d);
-// The same with the repeat guard switched off or on: without it, a group whose
-// passes cycle is processed for ever (used to compare runs that end by
-// themselves).
-enum class RepeatGuard { ON, OFF };
-int red_inv(Design& d, RepeatGuard guard);
+int red_inv(Design& d, const ReduceParams& params = {});
 
 // Groups from the head: top instances in reverse list order, then global
 // ports of flattened sub-modules, then kept top ports, before merging along

@@ -47,6 +47,17 @@ class Tally {
                 rule_inverted_load(s.rule, straight, inverted)};
     }
 
+    // A tracked net's consumer votes, and its measures with other votes
+    // whatever its type (as a local measure counts it).
+    int straight(const Net* net) const { return slots_[net->work_id - 1].straight; }
+    int inverted(const Net* net) const { return slots_[net->work_id - 1].inverted; }
+    int local_inverters(const Net* net, int straight, int inverted) const {
+        return vorp::rule_inverters(slots_[net->work_id - 1].rule, straight, inverted);
+    }
+    int local_inverted_load(const Net* net, int straight, int inverted) const {
+        return vorp::rule_inverted_load(slots_[net->work_id - 1].rule, straight, inverted);
+    }
+
     int count() const { return count_; }
     int load() const { return load_; }
     // The same values as `net_inverters` and `net_inverted_load`, from the

@@ -1,27 +1,16 @@
 #include "rewrite/cell_variants.h"
 
-#include <cstring>
+#include <cassert>
+#include <initializer_list>
+#include <utility>
 
 #include "db/lists.h"
 #include "flatten/net_list_index.h"
 #include "flatten/net_ops.h"
-#include "reduce/counting.h"
 
 namespace vorp {
 
-const char* const kOutPin = "out";
-const char* const kNoutPin = "nout";
-
 namespace {
-
-bool same_text(const char* a, const char* b) {
-    return a && b && std::strcmp(a, b) == 0;
-}
-
-void push_node(Net* net, Node* node) {
-    node->net = net;
-    push_front(net->nodes, node);
-}
 
 // Consumers wanting the inverted value move to the complement's net; every
 // list comes out in reverse order of processing. `b_new` tells whether B was
@@ -69,48 +58,39 @@ void add_driven_net(Design& d, Module& top, Net* net, Node* driver) {
     push_listed_net(d, top, net);
 }
 
+// Drop a net that holds only its driver now from the top's list; true when
+// dropped. The nets finished here were found on that list, or are signal
+// nets of a register of the flat top, so the removal cannot fail.
+bool drop_if_lone(Design& d, Net* net) {
+    if (!holds_source_alone(net)) return false;
+    [[maybe_unused]] const bool dropped = unlink_net(d, net, *d.top());
+    assert(dropped);
+    return true;
+}
+
 // A finished constant net: dropped when only its cell is left, given a new
 // constant cell when it was made here and received consumers.
 void finish_constant(Design& d, Net* net, bool is_new, int cell) {
     Module& top = *d.top();
     if (!is_new) {
-        if (holds_source_alone(net)) unlink_net(d, net, top);
+        drop_if_lone(d, net);
         return;
     }
     if (!net->nodes) return;
-    Instance* constant = d.make<Instance>();
-    constant->set_cell(cell);
-    constant->name = d.copy_string(cell == CELL_HIGH ? "high-" : "low-");
-    constant->owner = &top;
-    push_front(top.insts, constant);
-    Node* out = d.make<Node>();
-    out->pin = cell == CELL_HIGH ? kOutPin : kNoutPin;
-    out->set_pin_type(KW_OUTPUT);
-    out->inst = constant;
-    constant->node = out;
-    add_driven_net(d, top, net, out);
+    add_driven_net(d, top, net, make_constant_cell(d, top, cell));
 }
 
 void finish_power(Design& d, Net* net, bool is_new, const char* name) {
     Module& top = *d.top();
     if (!is_new) {
-        if (holds_source_alone(net)) unlink_net(d, net, top);
+        drop_if_lone(d, net);
         return;
     }
     if (!net->nodes) return;
-    Instance* port = d.make<Instance>();
-    port->set_cell(CELL_PORT);
-    port->set_pin_type(KW_GLOBAL);
-    port->name = d.copy_string(name);
-    port->owner = &top;
-    Node* node = d.make<Node>();
-    node->pin = port->name;
-    node->set_pin_type(KW_GLOBAL);
-    node->inst = port;
-    port->node = node;
-    add_driven_net(d, top, net, node);
-    // A new "VDD" joins the ports, a new "VSS" the instances: kept as the
-    // program has always done it.
+    Instance* port = make_supply_port(d, top, name);
+    add_driven_net(d, top, net, port->node);
+    // A new "VDD" joins the ports, a new "VSS" the instances; the written
+    // netlists depend on where each is listed.
     if (same_text(name, "VDD"))
         push_front(top.ports, port);
     else
@@ -120,10 +100,7 @@ void finish_power(Design& d, Net* net, bool is_new, const char* name) {
 void finish_register_output(Design& d, Net* net, bool is_new, Instance* reg, const char* pin) {
     Module& top = *d.top();
     if (!is_new) {
-        if (holds_source_alone(net)) {
-            unlink_net(d, net, top);
-            detach_node(net->source);
-        }
+        if (drop_if_lone(d, net)) detach_node(net->source);
         return;
     }
     if (!net->nodes) return;
@@ -147,10 +124,6 @@ Pair find_pair(Module& top, IsA is_a, IsB is_b) {
         if (is_b(net->source)) p.b = net, seen_b = true;
     }
     return p;
-}
-
-bool on_cell(const Node* n, int cell) {
-    return n->inst && n->inst->cell() == cell;
 }
 
 }  // namespace
@@ -192,8 +165,8 @@ void split_constant_nets(Design& d) {
 
 void split_power_nets(Design& d) {
     Pair p = find_pair(
-        *d.top(), [](const Node* s) { return on_cell(s, CELL_PORT) && same_text(s->pin, "VDD"); },
-        [](const Node* s) { return on_cell(s, CELL_PORT) && same_text(s->pin, "VSS"); });
+        *d.top(), [](const Node* s) { return on_supply_port(s, "VDD"); },
+        [](const Node* s) { return on_supply_port(s, "VSS"); });
     if (!redistribute(d, p)) return;
     finish_power(d, p.a, p.a_new, "VDD");
     finish_power(d, p.b, p.b_new, "VSS");
@@ -222,42 +195,27 @@ void detach_node(Node* node) {
     inst->node = pred;
 }
 
-int dual_cell(const Instance& inst) {
-    switch (inst.cell()) {
-        case CELL_AND:
-            return CELL_OR;
-        case CELL_NAND:
-            return CELL_NOR;
-        case CELL_OR:
-            return CELL_AND;
-        case CELL_NOR:
-            return CELL_NAND;
-        case CELL_EOR:
-            return CELL_ENOR;
-        case CELL_ENOR:
-            return CELL_EOR;
-        case CELL_AOI:
-            return CELL_OAI;
-        case CELL_OAI:
-            return CELL_AOI;
-        default:
-            return 0;
+namespace {
+
+// The other cell of the pair that holds `cell`, or 0 when no pair does.
+int partner_of(int cell, std::initializer_list<std::pair<int, int>> pairs) {
+    for (const auto& [a, b] : pairs) {
+        if (cell == a) return b;
+        if (cell == b) return a;
     }
+    return 0;
+}
+
+}  // namespace
+
+int dual_cell(const Instance& inst) {
+    return partner_of(
+        inst.cell(),
+        {{CELL_AND, CELL_OR}, {CELL_NAND, CELL_NOR}, {CELL_EOR, CELL_ENOR}, {CELL_AOI, CELL_OAI}});
 }
 
 int complement_cell(const Instance& inst) {
-    switch (inst.cell()) {
-        case CELL_AND:
-            return CELL_NAND;
-        case CELL_NAND:
-            return CELL_AND;
-        case CELL_OR:
-            return CELL_NOR;
-        case CELL_NOR:
-            return CELL_OR;
-        default:
-            return 0;
-    }
+    return partner_of(inst.cell(), {{CELL_AND, CELL_NAND}, {CELL_OR, CELL_NOR}});
 }
 
 void apply_polarities(Design& d) {
@@ -266,6 +224,7 @@ void apply_polarities(Design& d) {
     split_constant_nets(d);
     split_power_nets(d);
     if (d.has_registers) {
+        // Each register's split may drop or push a net of the top's list.
         ScopedNetListIndex index(d, top);
         for (Instance* i = top.insts; i; i = i->next)
             if (is_register(i->cell())) split_register_outputs(d, i);

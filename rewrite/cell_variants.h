@@ -4,12 +4,9 @@
 #pragma once
 
 #include "db/design.h"
+#include "db/queries.h"
 
 namespace vorp {
-
-// The shared output pin names that rewritten nodes point at.
-extern const char* const kOutPin;
-extern const char* const kNoutPin;
 
 void apply_polarities(Design& d);
 

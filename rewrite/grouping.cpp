@@ -10,7 +10,7 @@ namespace vorp {
 namespace {
 
 bool is_tree_cell(int cell) {
-    return (cell >= CELL_AND && cell <= CELL_NOR) || cell == CELL_AOI || cell == CELL_OAI;
+    return is_gate(cell) && !is_xor(cell);
 }
 
 CellGroup* new_group(Design& d, Instance* first) {

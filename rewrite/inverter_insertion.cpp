@@ -1,6 +1,7 @@
 #include "rewrite/inverter_insertion.h"
 
 #include "db/lists.h"
+#include "db/queries.h"
 
 namespace vorp {
 
@@ -24,13 +25,7 @@ Node* make_pin(Design& d, Instance* inv, const char* pin, int type, Net* net) {
 // The nodes that may drive a tristate net.
 bool may_drive_bus(const Node* n) {
     const int type = n->pin_type();
-    if (type == KW_BIDIRECT || type == KW_BIDIRECT_CONNECTED) return true;
-    const bool port = n->inst && n->inst->cell() == CELL_PORT;
-    return !port && (type == KW_TRISTATE || type == KW_TRISTATE_CONNECTED);
-}
-
-Module* owner_of(const Node* n) {
-    return n->inst ? n->inst->owner : nullptr;
+    return is_bidirect_type(type) || (!on_cell(n, CELL_PORT) && is_tristate_type(type));
 }
 
 }  // namespace

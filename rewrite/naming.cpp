@@ -1,12 +1,10 @@
 #include "rewrite/naming.h"
 
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 
-#include "netlist/reader.h"
-#include "reduce/counting.h"
+#include "db/queries.h"
 #include "rewrite/grouping.h"
 
 namespace vorp {
@@ -14,10 +12,6 @@ namespace vorp {
 namespace {
 
 constexpr long kNameLimit = 10000000;
-
-bool same_text(const char* a, const char* b) {
-    return a && b && std::strcmp(a, b) == 0;
-}
 
 // Numbering that finds no free name below the limit ends the run silently.
 void check_limit(long n) {
@@ -72,9 +66,9 @@ TakenNames::TakenNames(const Module& m, bool all_ports) {
     add_submodule_names(names_, m.cell_groups);
 }
 
-char* make_name(Design& d, const char* base, long n, int form) {
+char* make_name(Design& d, const char* base, long n, NameForm form) {
     std::string name(base ? base : "");
-    if (form == 10) name += '-';
+    if (form == NAME_MODULE_COPY) name += '-';
     name += std::to_string(n);
     return d.copy_string(name.c_str(), name.size());
 }
@@ -93,7 +87,7 @@ int module_name_free(const Design& d, const char* name, const Module& m) {
         for (const Instance* p = m.ports; p; p = p->next)
             if (same_text(p->name, name)) return 0;
     for (const Instance* i = m.insts; i; i = i->next)
-        if (i->cell() >= CELL_REG && i->cell() <= CELL_BGATE && same_text(i->name, name)) return 0;
+        if (keeps_its_name(i->cell()) && same_text(i->name, name)) return 0;
     return 1;
 }
 
@@ -123,7 +117,7 @@ class ModuleNames {
     void look_inside(const Module& m) {
         inside_.clear();
         for (const Instance* i = m.insts; i; i = i->next)
-            if (i->cell() >= CELL_REG && i->cell() <= CELL_BGATE) add(inside_, i->name);
+            if (keeps_its_name(i->cell())) add(inside_, i->name);
     }
     bool free(const char* name, const Module& m) const {
         const std::size_t own = same_text(m.inst_name, name) ? 1 : 0;
@@ -159,7 +153,7 @@ void name_module(Design& d, Module& m, ModuleNames& names) {
     long& first = names.first_try(m.name);
     for (long n = first;; ++n) {
         check_limit(n);
-        char* candidate = make_name(d, m.name, n, 10);
+        char* candidate = make_name(d, m.name, n, NAME_MODULE_COPY);
         if (names.free(candidate, m)) {
             m.name = candidate;
             return;
@@ -186,7 +180,7 @@ long number_group(Design& d, CellGroup* g, const TakenNames& taken, long n) {
         for (Instance* i = g->first; i; i = i->next) {
             for (;;) {
                 check_limit(n);
-                char* candidate = make_name(d, base, n, 11);
+                char* candidate = make_name(d, base, n, NAME_CELL);
                 ++n;
                 if (taken.free(candidate)) {
                     i->name = candidate;
@@ -203,7 +197,7 @@ void name_instances(Design& d, Module& m) {
     // the taken names can be gathered once.
     const TakenNames taken(m, &m == d.top());
     for (CellGroup* g = m.cell_groups; g; g = g->next)
-        if (g->first->cell() < CELL_REG) number_group(d, g, taken, 1);
+        if (is_numbered_cell(g->first->cell())) number_group(d, g, taken, 1);
 }
 
 void name_new_ports(Design& d, Module& m) {
@@ -217,7 +211,7 @@ void name_new_ports(Design& d, Module& m) {
         char* candidate;
         for (;;) {
             check_limit(counter);
-            candidate = make_name(d, base, counter, 424);
+            candidate = make_name(d, base, counter, NAME_NEW_PORT);
             if (taken.free(candidate)) break;
             ++counter;
         }
@@ -231,15 +225,15 @@ void sync_sub_pins(Module& m) {
     for (Net* net = m.nets; net; net = net->next) {
         if (!is_signal_net(net)) continue;
         for (Node* n = net->nodes; n; n = n->next)
-            if (n->inst && n->inst->cell() == CELL_SUBMODULE && n->inst->sub &&
-                n->inst->sub->kind() == MOD_NLD && n->peer)
+            if (on_cell(n, CELL_SUBMODULE) && n->inst->sub && n->inst->sub->kind() == MOD_NLD &&
+                n->peer)
                 n->pin = n->peer->pin;
     }
 }
 
 void mark_kept(Design& d) {
     Module& top = *d.top();
-    if (d.write_mode == 3) {
+    if (d.write_mode == WRITE_FLAT) {
         for (Instance* i = top.insts; i; i = i->next) i->set_kept(false);
         mark_touched(top);
         build_cell_groups(d, top);

@@ -15,8 +15,15 @@ namespace vorp {
 // and number instances, name new ports and sync sub-module pins.
 void mark_kept(Design& d);
 
-// "<base>-<n>" for form 10, "<base><n>" otherwise.
-char* make_name(Design& d, const char* base, long n, int form);
+// How a generated name joins its base and number: module copies "half-1",
+// renumbered cells "nand-3", new ports "in2".
+enum NameForm : int {
+    NAME_MODULE_COPY = 10,
+    NAME_CELL = 11,
+    NAME_NEW_PORT = 424,
+};
+// "<base>-<n>" for module copies, "<base><n>" otherwise.
+char* make_name(Design& d, const char* base, long n, NameForm form);
 
 void name_modules(Design& d);
 int module_name_free(const Design& d, const char* name, const Module& m);

@@ -1,22 +1,17 @@
 #include "rewrite/piece_tree.h"
 
-#include <cstring>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
 #include "db/lists.h"
-#include "netlist/reader.h"
+#include "db/queries.h"
 #include "rewrite/inverter_insertion.h"
 
 namespace vorp {
 
 namespace {
-
-Module* module_of(const Node* n) {
-    return n->inst ? n->inst->owner : nullptr;
-}
 
 NetPiece* new_piece(Design& d, Module* m, Node* node = nullptr) {
     NetPiece* p = d.make<NetPiece>();
@@ -82,7 +77,7 @@ struct TreeBuild {
     }
 
     NetPiece* add_node(NetPiece* root, Node* node) {
-        Module* m = module_of(node);
+        Module* m = owner_of(node);
         if (!root) return make(m, node);
         Module* c = common_module(root->module, m);
         if (c == m && m == root->module) {
@@ -105,22 +100,10 @@ struct TreeBuild {
     }
 };
 
-bool drives(const Node* n) {
-    const int type = n->pin_type();
-    if (type == KW_BIDIRECT || type == KW_BIDIRECT_CONNECTED) return true;
-    if (n->inst && n->inst->cell() == CELL_PORT)
-        return type == KW_GLOBAL || type == KW_INPUT || type == KW_INPUT_CONNECTED;
-    return type == KW_OUTPUT || type == KW_OUTPUT_CONNECTED || type == KW_TRISTATE ||
-           type == KW_TRISTATE_CONNECTED;
-}
-
 bool only_node_is(const NetPiece* p, bool (*match)(const Node*, int), int arg) {
     return p->nodes && !p->nodes->next && match(p->nodes, arg);
 }
 
-bool on_cell(const Node* n, int cell) {
-    return n->inst && n->inst->cell() == cell;
-}
 bool on_global_port(const Node* n, int) {
     return on_cell(n, CELL_PORT) && n->pin_type() == KW_GLOBAL;
 }
@@ -152,12 +135,12 @@ void set_directions(NetPiece* root, int net_type) {
     for_each_piece(root, [&order](NetPiece* p) {
         p->driver = nullptr;
         for (Node* n = p->nodes; n && !p->driver; n = n->next)
-            if (drives(n)) p->driver = n;
+            if (may_drive(n)) p->driver = n;
         p->from_up = p->to_up = false;
         p->drivers_below = p->driver ? 1 : 0;
         p->input_below = false;
         for (Node* n = p->nodes; n && !p->input_below; n = n->next)
-            p->input_below = n->pin_type() == KW_INPUT || n->pin_type() == KW_INPUT_CONNECTED;
+            p->input_below = is_input_type(n->pin_type());
         order.push_back(p);
     });
     for (auto it = order.rbegin(); it != order.rend(); ++it) {
@@ -256,17 +239,7 @@ void localize_constants(Design& d, NetPiece* root, int cell) {
             return;
         }
         if (any_node(p, on_cell, cell)) return;
-        Instance* constant = d.make<Instance>();
-        constant->set_cell(cell);
-        constant->name = d.copy_string(cell == CELL_HIGH ? "high-" : "low-");
-        constant->owner = p->module;
-        push_front(p->module->insts, constant);
-        Node* out = d.make<Node>();
-        out->inst = constant;
-        out->pin = cell == CELL_HIGH ? "out" : "nout";
-        out->set_pin_type(KW_OUTPUT);
-        out->same_inst = out;
-        constant->node = out;
+        Node* out = make_constant_cell(d, *p->module, cell);
         push_front(p->nodes, out);
         p->driver = out;
     });
@@ -279,20 +252,10 @@ void localize_power(Design& d, NetPiece* root, int which) {
             return;
         }
         if (any_node(p, on_global_port, 0)) return;
-        Instance* port = d.make<Instance>();
-        port->set_cell(CELL_PORT);
-        port->set_pin_type(KW_GLOBAL);
-        port->name = d.copy_string(which == CELL_HIGH ? "VDD" : "VSS");
-        port->owner = p->module;
+        Instance* port = make_supply_port(d, *p->module, which == CELL_HIGH ? "VDD" : "VSS");
         push_front(p->module->ports, port);
-        Node* node = d.make<Node>();
-        node->inst = port;
-        node->pin = port->name;
-        node->set_pin_type(KW_GLOBAL);
-        node->same_inst = node;
-        port->node = node;
-        push_front(p->nodes, node);
-        p->driver = node;
+        push_front(p->nodes, port->node);
+        p->driver = port->node;
     });
 }
 

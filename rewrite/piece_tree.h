@@ -54,8 +54,9 @@ class FirstInstanceByName {
 void make_boundary_pins(Design& d, NetPiece* root);
 void make_boundary_pins(Design& d, NetPiece* root, FirstInstanceByName& index);
 void make_piece_nets(Design& d, NetPiece* root, int net_type);
-// Give every piece its own constant cell (420 or 421) or supply port
-// ("VDD" for 420, "VSS" for 421) instead of a boundary crossing.
+// Give every piece its own constant cell (CELL_HIGH or CELL_LOW) or supply
+// port ("VDD" for CELL_HIGH, "VSS" for CELL_LOW) instead of a boundary
+// crossing.
 void localize_constants(Design& d, NetPiece* root, int cell);
 void localize_power(Design& d, NetPiece* root, int which);
 

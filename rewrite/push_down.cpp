@@ -1,9 +1,7 @@
 #include "rewrite/push_down.h"
 
-#include <cstring>
-
 #include "db/lists.h"
-#include "reduce/counting.h"
+#include "db/queries.h"
 #include "rewrite/inverter_insertion.h"
 #include "rewrite/naming.h"
 #include "rewrite/piece_tree.h"
@@ -11,10 +9,6 @@
 namespace vorp {
 
 namespace {
-
-bool same_text(const char* a, const char* b) {
-    return a && b && std::strcmp(a, b) == 0;
-}
 
 // Default mode: every instance goes back to the module copy it came from.
 void return_instances(Design& d) {
@@ -46,7 +40,7 @@ int source_cell(const Net* net) {
 
 void push_flat(Design& d, Net* net) {
     Module& top = *d.top();
-    if (source_cell(net) >= CELL_REG && source_cell(net) <= CELL_LOW) {
+    if (is_register(source_cell(net)) || is_constant(source_cell(net))) {
         push_front(top.nets, net);
         return;
     }
@@ -66,13 +60,12 @@ void split_into_pieces(Design& d, Net* net, int type, FirstInstanceByName& index
         set_directions(tree, type);
         make_boundary_pins(d, tree, index);
         make_piece_nets(d, tree, type);
-    } else if (cell == CELL_HIGH || cell == CELL_LOW) {
+    } else if (is_constant(cell)) {
         NetPiece* tree = build_piece_tree(d, net);
         localize_constants(d, tree, cell);
         make_piece_nets(d, tree, type);
-    } else if (cell == CELL_PORT &&
-               (same_text(net->source->pin, "VDD") || same_text(net->source->pin, "VSS"))) {
-        const int which = same_text(net->source->pin, "VDD") ? CELL_HIGH : CELL_LOW;
+    } else if (on_supply_port(net->source, "VDD") || on_supply_port(net->source, "VSS")) {
+        const int which = on_supply_port(net->source, "VDD") ? CELL_HIGH : CELL_LOW;
         NetPiece* tree = build_piece_tree(d, net);
         localize_power(d, tree, which);
         make_piece_nets(d, tree, type);
@@ -94,7 +87,7 @@ void split_into_pieces(Design& d, Net* net, int type, FirstInstanceByName& index
 
 void push_down_nets(Design& d) {
     Module& top = *d.top();
-    const bool keep_hierarchy = d.write_mode == 4;
+    const bool keep_hierarchy = d.write_mode == WRITE_HIERARCHY;
     if (keep_hierarchy) return_instances(d);
     return_flattened(d);
     for (Net* net = top.nets; net; net = net->next)

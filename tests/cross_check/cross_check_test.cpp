@@ -1,5 +1,7 @@
-// The indexed reduction against the literal one: on generated designs, both
-// must write the same files and print the same messages, byte for byte.
+// The fast reduction against the literal one: on generated designs of every
+// profile, flat and hierarchical, with and without -a and -f, both must write
+// the same files and print the same messages, byte for byte.
+// VORP_CROSS_CHECK_DESIGNS sets the number of designs (three runs each).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,6 +13,7 @@
 
 #include "driver/run.h"
 #include "reduce/cluster_state.h"
+#include "reduce/verdicts.h"
 #include "tests/support/fixture.h"
 
 namespace vorp {
@@ -24,6 +27,7 @@ struct Outcome {
     std::string err;
     int status = 0;
     std::vector<std::pair<std::string, std::string>> files;  // name, bytes
+    std::string state_fault;  // a kept verdict that differed from its trial
 };
 
 std::vector<std::string> split_words(const std::string& text) {
@@ -34,7 +38,7 @@ std::vector<std::string> split_words(const std::string& text) {
 }
 
 // Run vorp in `dir` on `words` (the write directory is "out").
-Outcome run_in(const fs::path& dir, std::vector<std::string> words, bool literal) {
+Outcome run_in(const fs::path& dir, std::vector<std::string> words, const ReduceParams& params) {
     const fs::path here = fs::current_path();
     fs::current_path(dir);
     fs::remove_all("out");
@@ -44,9 +48,12 @@ Outcome run_in(const fs::path& dir, std::vector<std::string> words, bool literal
     for (const std::string& w : words) argv.push_back(w.c_str());
     std::ostringstream err;
     Design d(err);
-    d.literal_reduction = literal;
     Outcome run;
-    run.status = run_vorp(d, static_cast<int>(argv.size()), argv.data());
+    try {
+        run.status = run_vorp(d, static_cast<int>(argv.size()), argv.data(), params);
+    } catch (const StateCheckFailed& fault) {
+        run.state_fault = fault.what();
+    }
     run.err = err.str();
     std::vector<fs::path> names;
     for (const auto& e : fs::directory_iterator("out")) names.push_back(e.path());
@@ -56,10 +63,35 @@ Outcome run_in(const fs::path& dir, std::vector<std::string> words, bool literal
     return run;
 }
 
-std::string generate(const fs::path& dir, int seed, int cells, const char* profile) {
+// One generated design: a profile, a size, flat (one level) or a hierarchy.
+struct Sample {
+    int seed = 0;
+    int cells = 0;
+    int depth = 3;
+    const char* profile = "safe";
+};
+
+// Every profile in turn; every fifth design flat; one in forty-one (of
+// every profile in turn) of ten to twenty thousand cells once the run is
+// long enough to afford them.
+Sample sample(int k, int count) {
+    static const char* const profiles[] = {"safe", "full", "tri", "power",
+                                           "scan", "pcd",  "ref", "all"};
+    Sample s;
+    s.seed = 1000 + k;
+    s.profile = profiles[k % 8];
+    s.depth = k % 5 == 4 ? 1 : 2 + k % 3;
+    s.cells = 100 + (s.seed * 7919) % 2400;
+    if (count >= 200 && k % 41 == 40) s.cells = 10000 + (s.seed * 7919) % 10000;
+    return s;
+}
+
+std::string generate(const fs::path& dir, const Sample& s) {
     std::ostringstream cmd;
-    cmd << VORP_GEN_DESIGN << " --out " << (dir / "d").string() << " --seed " << seed << " --cells "
-        << cells << " --profile " << profile << " > " << (dir / "words").string();
+    cmd << VORP_GEN_DESIGN << " --out " << (dir / "d").string() << " --seed " << s.seed
+        << " --cells " << s.cells << " --depth " << s.depth << " --profile " << s.profile << " > "
+        << (dir / "words").string();
+    fs::remove_all(dir / "d");
     if (std::system(cmd.str().c_str()) != 0) return {};
     return read_file((dir / "words").string());
 }
@@ -69,31 +101,47 @@ int designs() {
     return text ? std::atoi(text) : 100;
 }
 
-TEST(CrossCheck, IndexedReductionWritesWhatTheLiteralOneWrites) {
-    const char* profiles[] = {"safe", "full", "tri+power+scan"};
+// Up to this size the fast reduction, with its kept verdicts checked after
+// every group step, must write what the literal one writes. The literal
+// reduction recounts the whole design per trial and takes minutes from about
+// ten thousand cells on; there the checked fast run must write what the
+// unchecked one writes (the check leaves no trace) and find no fault.
+constexpr int kLiteralCells = 3000;
+
+TEST(CrossCheck, FastReductionWritesWhatTheLiteralOneWrites) {
     const char* options[] = {"", "-a", "-f", "-a -f"};
     TempDir tmp;
-    int compared = 0;
-    for (int k = 0; k < designs(); ++k) {
-        const int seed = 1000 + k;
-        const int cells = 100 + (seed * 7919) % 2400;
-        const std::string words = generate(tmp.path(), seed, cells, profiles[k % 3]);
-        ASSERT_FALSE(words.empty()) << "generator failed for seed " << seed;
+    const int count = designs();
+    int compared = 0, large = 0;
+    for (int k = 0; k < count; ++k) {
+        const Sample s = sample(k, count);
+        const std::string words = generate(tmp.path(), s);
+        ASSERT_FALSE(words.empty()) << "generator failed for seed " << s.seed;
         for (int o = 0; o < 3; ++o) {
-            std::vector<std::string> argv = split_words(options[(k + o) % 4]);
+            // Each profile meets every option set over the designs.
+            const char* option = options[(k / 8 + o) % 4];
+            std::vector<std::string> argv = split_words(option);
             for (const std::string& w : split_words(words)) argv.push_back(w);
-            const Outcome literal = run_in(tmp.path(), argv, true);
-            const Outcome indexed = run_in(tmp.path(), argv, false);
-            const std::string what =
-                "seed " + std::to_string(seed) + " options '" + options[(k + o) % 4] + "'";
-            EXPECT_EQ(indexed.status, literal.status) << what;
-            EXPECT_EQ(indexed.err, literal.err) << what;
-            EXPECT_EQ(indexed.files, literal.files) << what;
-            ASSERT_NE(literal.err.find("Number of inverters"), std::string::npos) << what;
+            const bool small = s.cells <= kLiteralCells;
+            const Outcome reference =
+                run_in(tmp.path(), argv, {.literal = small, .check_state = false});
+            const Outcome fast = run_in(tmp.path(), argv, {.check_state = true});
+            const std::string what = "seed " + std::to_string(s.seed) + " profile " + s.profile +
+                                     " depth " + std::to_string(s.depth) + " options '" + option +
+                                     "'";
+            EXPECT_EQ(fast.state_fault, "") << what;
+            EXPECT_EQ(fast.status, reference.status) << what;
+            EXPECT_EQ(fast.err, reference.err) << what;
+            EXPECT_EQ(fast.files, reference.files) << what;
+            ASSERT_NE(reference.err.find("Number of inverters"), std::string::npos) << what;
+            if (!small) ++large;
             ++compared;
         }
     }
-    EXPECT_EQ(compared, designs() * 3);
+    EXPECT_EQ(compared, count * 3);
+    if (count >= 200) {
+        EXPECT_GT(large, 0);
+    }
 }
 
 // After every cluster step the kept clusters (members, deltas, leaders,
@@ -108,7 +156,9 @@ TEST(CrossCheck, KeptClustersEqualARebuildAfterEveryStep) {
     const long checked_before = cluster_checks_done();
     for (int k = 0; k < std::max(4, designs() * 2 / 5); ++k) {
         const int seed = 5000 + k;
-        const std::string words = generate(tmp.path(), seed, 300 + 150 * (k % 12), profiles[k % 4]);
+        const std::string words = generate(
+            tmp.path(),
+            Sample{.seed = seed, .cells = 300 + 150 * (k % 12), .profile = profiles[k % 4]});
         ASSERT_FALSE(words.empty()) << "generator failed for seed " << seed;
         std::vector<std::string> argv = split_words(options[k % 4]);
         for (const std::string& w : split_words(words)) argv.push_back(w);
@@ -116,9 +166,9 @@ TEST(CrossCheck, KeptClustersEqualARebuildAfterEveryStep) {
         const std::size_t big_nets = set_big_net_nodes(0);
         if (k % 2 == 0) set_big_net_nodes(big_nets);
         Outcome checked;
-        EXPECT_NO_THROW(checked = run_in(tmp.path(), argv, false)) << "seed " << seed;
+        EXPECT_NO_THROW(checked = run_in(tmp.path(), argv, {})) << "seed " << seed;
         set_big_net_nodes(big_nets);
-        const Outcome literal = run_in(tmp.path(), argv, true);
+        const Outcome literal = run_in(tmp.path(), argv, {.literal = true});
         EXPECT_EQ(checked.err, literal.err) << "seed " << seed;
         EXPECT_EQ(checked.files, literal.files) << "seed " << seed;
     }

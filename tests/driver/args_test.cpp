@@ -38,7 +38,7 @@ TEST(Args, FourWordsAreEnough) {
     EXPECT_EQ(dirs(p.d.read_dirs), (std::vector<std::string>{"dir"}));
     EXPECT_EQ(dirs(p.d.write_dirs), (std::vector<std::string>{"out"}));
     EXPECT_EQ(p.d.opt_a, 0);
-    EXPECT_EQ(p.d.write_mode, 4);
+    EXPECT_EQ(p.d.write_mode, WRITE_HIERARCHY);
 }
 
 TEST(Args, ThreeWordsGiveTheUsage) {
@@ -84,7 +84,7 @@ TEST(Args, PlainWordAfterTheReadListEnds) {
     ASSERT_EQ(ok.status, -1);
     EXPECT_EQ(dirs(ok.d.read_dirs), (std::vector<std::string>{"d1", "d2"}));
     EXPECT_EQ(ok.d.opt_a, 1);
-    EXPECT_EQ(ok.d.write_mode, 3);
+    EXPECT_EQ(ok.d.write_mode, WRITE_FLAT);
 }
 
 TEST(Args, ListsMayNotOpenTwice) {

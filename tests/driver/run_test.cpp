@@ -141,5 +141,36 @@ TEST(Run, UnwritableOutputEndsWithStatusOne) {
               "Start to write NLD/PCD files\nCould not open " + t.path() + "/missing/top.nld\n");
 }
 
+// A sticky inside a reference module: it is resolved like any other, but the
+// net it empties was never on the top's list. The removal is reported and
+// the run goes on; the reference module is copied as it was read.
+TEST(Run, StickyOfAReferenceModuleReportsItsNetAndTheRunGoesOn) {
+    TempDir t;
+    const std::string ref =
+        "(def-module r (def-pin b type bidirect) (def-pin z type output)\n"
+        " (def-comp inv- k)\n"
+        " (def-net b k.in) (def-net k.nout z))\n";
+    t.write("d/top.nld",
+            "(def-module top (def-pin a type input) (def-pin y type output)"
+            " (def-pin z type output)\n"
+            " (def-comp inv- i1 i2) (def-comp r r1)\n"
+            " (def-net a i1.in) (def-net i1.nout i2.in) (def-net i2.nout y)"
+            " (def-net r1.z z))\n");
+    t.write("ref/r.nld", ref);
+    t.mkdir("out");
+    Outcome r({"top", t.path() + "/d", "-r", t.path() + "/ref", "-w", t.path() + "/out"});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.after_banner(),
+              "Start to read NLD/PCD files\n\tRead " + t.path() + "/d/top.nld\n\tRead " + t.path() +
+                  "/ref/r.nld\nDone\nThere are 3 inverters\nStart inverter reduction\nDone\n"
+                  "There is 1 inverter\n"
+                  "vorp: inconsistent operation occured: net isolation from a foreign module, "
+                  "sorry.\n"
+                  "Start to write NLD files\n\tWrote " +
+                  t.path() + "/out/top.nld\n\tWrote " + t.path() +
+                  "/out/r.nld\nDone\nNumber of inverters\n\t3 ---> 1\n");
+    EXPECT_EQ(read_file(t.path() + "/out/r.nld"), ref);
+}
+
 }  // namespace
 }  // namespace vorp

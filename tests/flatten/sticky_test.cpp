@@ -370,19 +370,50 @@ TEST(UnprotectIrreversibleNets, ResolvesEveryStickyAndStopsAtAFailure) {
     EXPECT_EQ(bad.b.err.str(), "");
 }
 
-// A dissolved sticky whose emptied net lies outside the top module: the
-// removal fails with its message, the sticky still counts as resolved.
+// A dissolved sticky of another module whose emptied net lies outside the
+// top module: the removal fails with its message, the sticky still counts
+// as resolved.
 TEST(ResolveSticky, NetOutsideTheTopModuleReportsButResolves) {
     Resolving r;
     Module* copy = r.b.d.make<Module>();
     r.b.top->nets = r.out_net;
     r.in_net->next = nullptr;
     copy->nets = r.in_net;
+    r.s->owner = copy;
     ASSERT_EQ(r.resolve(), 1);
     EXPECT_EQ(r.b.err.str(),
               "vorp: inconsistent operation occured: net isolation from a foreign module, "
               "sorry.\n");
     EXPECT_EQ(r.g->net, r.out_net);
+}
+
+// A sticky inside a flattened copy: flattening moves it into the top's list
+// while it keeps the copy as owner. Dissolved, it cannot leave its owner's
+// list and stays in the top's, with neither pin on a net.
+TEST(UnprotectIrreversibleNets, DissolvedStickyOfAFlattenedCopyStaysListed) {
+    TestDesign t;
+    t.load(
+        {{"top.nld", "(def-module top (def-pin y type output) (def-comp s s1) (def-net s1.z y))\n"},
+         {"s.nld",
+          "(def-module s (def-pin z type output)\n"
+          " (def-comp inv- k) (def-comp bb b1) (def-comp nand--2 g)\n"
+          " (def-net b1.p k.in g.a) (def-net k.nout g.b) (def-net g.nout z))\n"},
+         {"bb.pcd", "(def-module bb (def-pin p type bidirect))\n"}});
+    t.err.str("");
+    ASSERT_TRUE(flat(t.d));
+    Module& top = *t.d.top();
+    Instance* s = test::named(top.insts, "sticky-0");
+    ASSERT_NE(s, nullptr);
+    ASSERT_NE(s->owner, &top);
+    Node* g_b = node_of(top, "g", "b");
+    ASSERT_NE(g_b, nullptr);
+
+    ASSERT_TRUE(unprotect_irreversible_nets(t.d));
+    EXPECT_EQ(test::named(top.insts, "sticky-0"), s);
+    EXPECT_EQ(s->cell(), CELL_STICKY);  // neither an inverter nor a buffer
+    EXPECT_EQ(dump_nets(top).find("sticky-0"), std::string::npos) << dump_nets(top);
+    EXPECT_EQ(g_b->net, node_of(top, "g", "a")->net);  // the two nets are one
+    EXPECT_EQ(t.err.str(), "");
 }
 
 }  // namespace

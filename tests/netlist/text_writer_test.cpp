@@ -234,7 +234,7 @@ TEST_F(WholeDesign, TheTopFileIsNamedAfterTheCommandLineName) {
 }
 
 TEST_F(WholeDesign, FlatModeCopiesPerInstanceNameAndNeverWritesCopies) {
-    b.d.write_mode = 3;
+    b.d.write_mode = WRITE_FLAT;
     t.write("ref/lib.nld", "(def-module lib)\n");
     t.write("r/leaf.pcd", "(def-module leaf)\n");
     Module* h1 = b.sub(b.top, "half", "h1");
@@ -255,7 +255,7 @@ TEST_F(WholeDesign, FlatModeCopiesPerInstanceNameAndNeverWritesCopies) {
 }
 
 TEST_F(WholeDesign, FlatModeTestsTheInstanceNameAgainstTheWrittenNames) {
-    b.d.write_mode = 3;
+    b.d.write_mode = WRITE_FLAT;
     t.write("ref/lib.nld", "(def-module lib)\n");
     Module* l1 = b.sub(b.top, "lib", "lib", MOD_REFERENCE);
     Module* l2 = b.sub(b.top, "lib", "lib", MOD_REFERENCE);

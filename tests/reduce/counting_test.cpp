@@ -98,8 +98,6 @@ TEST(NetMeasures, InvertedExclusiveOrInputIsNoConsumer) {
     b.load(net, b.inst(CELL_ENOR, "y"), "in2", -1);
     EXPECT_EQ(net_inverters(b.d, net), 0);
     EXPECT_EQ(net_inverted_load(b.d, net), 0);
-    EXPECT_EQ(needs_inverted(net), 0);
-    EXPECT_EQ(inverted_count(net), 0);
     b.load(net, b.inst(CELL_AND, "z"), "a", -1);
     EXPECT_EQ(net_inverters(b.d, net), 1);
     EXPECT_EQ(net_inverted_load(b.d, net), 1);
@@ -177,21 +175,23 @@ TEST(NetMeasures, NetWithoutSourceCountsLikeAnyOtherDriver) {
     EXPECT_EQ(net_inverted_load(b.d, net), 2);
 }
 
-TEST(NetMeasures, HelperMeasures) {
-    FlatBuilder b;
-    Net* net = fan_out(b, CELL_NAND, "nout", 4, 2);
-    EXPECT_EQ(needs_inverted(net), 1);
-    EXPECT_EQ(both_polarities(net), 1);
-    EXPECT_EQ(inverted_count(net), 2);
-    EXPECT_EQ(min_polarity(net), 2);
-    Net* straight = fan_out(b, CELL_NAND, "nout", 3, 0);
-    EXPECT_EQ(needs_inverted(straight), 0);
-    EXPECT_EQ(both_polarities(straight), 0);
-    EXPECT_EQ(min_polarity(straight), 0);
-    Net* inverted = fan_out(b, CELL_NAND, "nout", 0, 3);
-    EXPECT_EQ(both_polarities(inverted), 0);
-    EXPECT_EQ(min_polarity(inverted), 0);
-    EXPECT_EQ(inverted_count(inverted), 3);
+// The measures of a net from its votes: 4 straight and 2 inverted
+// consumers, all straight, all inverted.
+TEST(NetMeasures, RulesFromVotes) {
+    using R = DriverRule;
+    EXPECT_EQ(rule_inverters(R::EITHER_POLARITY, 4, 2), 1);
+    EXPECT_EQ(rule_inverted_load(R::EITHER_POLARITY, 4, 2), 2);
+    EXPECT_EQ(rule_inverters(R::EITHER_POLARITY, 3, 0), 0);
+    EXPECT_EQ(rule_inverted_load(R::EITHER_POLARITY, 3, 0), 0);
+    EXPECT_EQ(rule_inverters(R::EITHER_POLARITY, 0, 3), 0);
+    EXPECT_EQ(rule_inverted_load(R::EITHER_POLARITY, 0, 3), 0);
+    EXPECT_EQ(rule_inverters(R::ONE_POLARITY, 4, 2), 1);
+    EXPECT_EQ(rule_inverted_load(R::ONE_POLARITY, 4, 2), 2);
+    EXPECT_EQ(rule_inverters(R::ONE_POLARITY, 3, 0), 0);
+    EXPECT_EQ(rule_inverters(R::ONE_POLARITY, 0, 3), 1);
+    EXPECT_EQ(rule_inverted_load(R::ONE_POLARITY, 0, 3), 3);
+    EXPECT_EQ(rule_inverters(R::NEVER, 4, 2), 0);
+    EXPECT_EQ(rule_inverted_load(R::NEVER, 0, 3), 0);
 }
 
 TEST(CountInverters, SumsSignalNetsOfAFlattenedModule) {

@@ -227,7 +227,7 @@ RunResult reduce_loaded(const test::Files& files, bool opt_a, RepeatGuard guard)
     t.load(files);
     EXPECT_EQ(flat(t.d), 1);
     RunResult result;
-    result.status = red_inv(t.d, guard);
+    result.status = red_inv(t.d, {.guard = guard});
     result.count = count_inverters(t.d, *t.d.top());
     result.state = dump_state(t.d);
     return result;

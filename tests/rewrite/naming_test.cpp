@@ -18,25 +18,25 @@ using Names = std::vector<std::string>;
 
 // ---- make_name ----
 
-TEST(MakeName, FormTenPutsADashBetweenBaseAndNumber) {
+TEST(MakeName, ModuleCopyFormPutsADashBetweenBaseAndNumber) {
     HierBuilder b;
-    EXPECT_STREQ(make_name(b.d, "half", 1, 10), "half-1");
-    EXPECT_STREQ(make_name(b.d, "inv-", 12, 10), "inv--12");
+    EXPECT_STREQ(make_name(b.d, "half", 1, NAME_MODULE_COPY), "half-1");
+    EXPECT_STREQ(make_name(b.d, "inv-", 12, NAME_MODULE_COPY), "inv--12");
 }
 
 TEST(MakeName, OtherFormsAppendTheDigitsDirectly) {
     HierBuilder b;
-    EXPECT_STREQ(make_name(b.d, "inv-", 1, 11), "inv-1");
-    EXPECT_STREQ(make_name(b.d, "in", 3, 424), "in3");
-    EXPECT_STREQ(make_name(b.d, "out", 0, 424), "out0");
-    EXPECT_STREQ(make_name(b.d, "nand-", 9999999, 11), "nand-9999999");
-    EXPECT_STREQ(make_name(b.d, "nand-", 10000000, 11), "nand-10000000");
+    EXPECT_STREQ(make_name(b.d, "inv-", 1, NAME_CELL), "inv-1");
+    EXPECT_STREQ(make_name(b.d, "in", 3, NAME_NEW_PORT), "in3");
+    EXPECT_STREQ(make_name(b.d, "out", 0, NAME_NEW_PORT), "out0");
+    EXPECT_STREQ(make_name(b.d, "nand-", 9999999, NAME_CELL), "nand-9999999");
+    EXPECT_STREQ(make_name(b.d, "nand-", 10000000, NAME_CELL), "nand-10000000");
 }
 
 TEST(MakeName, EveryCallGivesAFreshString) {
     HierBuilder b;
-    char* a = make_name(b.d, "inv-", 7, 11);
-    char* c = make_name(b.d, "inv-", 7, 11);
+    char* a = make_name(b.d, "inv-", 7, NAME_CELL);
+    char* c = make_name(b.d, "inv-", 7, NAME_CELL);
     EXPECT_NE(a, c);
     EXPECT_STREQ(a, c);
     EXPECT_EQ(std::strlen(a), 5u);
@@ -363,7 +363,7 @@ TEST_F(Naming, KeptMarksWhatANetTouchesAndNeverClearsTopPorts) {
 }
 
 TEST_F(Naming, FlatModeMarksAndNamesTheTopOnly) {
-    b.d.write_mode = 3;
+    b.d.write_mode = WRITE_FLAT;
     Module* m = b.sub(b.top, "sub", "s");
     m->inst->set_kept(true);
     Instance* g = b.inst(b.top, CELL_NAND, "g", 2);

@@ -187,7 +187,7 @@ TEST_F(PushDown, AnUnknownSupplyNameIsAnOrdinaryPort) {
 }
 
 TEST_F(PushDown, FlatModePutsTheInvertedNetRightBehindItsNet) {
-    b.d.write_mode = 3;
+    b.d.write_mode = WRITE_FLAT;
     Instance* g = flat_inst(top, CELL_NAND, "g", 2);
     Instance* sg = flat_inst(S, CELL_NAND, "sg", 2);
     Instance* r = flat_inst(S, CELL_REG, "r");
@@ -224,7 +224,7 @@ TEST_F(PushDown, FlatModePutsTheInvertedNetRightBehindItsNet) {
 }
 
 TEST_F(PushDown, FlatModeStillReturnsFlattenedSubModuleInstances) {
-    b.d.write_mode = 3;
+    b.d.write_mode = WRITE_FLAT;
     push_down_nets(b.d);
     EXPECT_EQ(names_of_chain(top->insts), (Names{"s1"}));
     EXPECT_EQ(names_of_chain(S->insts), (Names{"t1"}));
