@@ -57,6 +57,18 @@ int create_temp(const std::string& path) {
     return fd;
 }
 
+// Fill `out[used, out.size())` from the file; returns the bytes now held.
+// A read error (a directory gives one) ends the text, as end of file would.
+std::size_t read_into(int fd, std::string& out, std::size_t used) {
+    while (used < out.size()) {
+        const ssize_t n = ::read(fd, out.data() + used, out.size() - used);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) break;
+        used += static_cast<std::size_t>(n);
+    }
+    return used;
+}
+
 }  // namespace
 
 bool read_whole_file(const char* path, std::string& out) {
@@ -64,16 +76,29 @@ bool read_whole_file(const char* path, std::string& out) {
     const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0) return false;
     struct stat st {};
-    if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0)
-        out.reserve(static_cast<std::size_t>(st.st_size));
-    // A read error (a directory gives one) ends the text, as end of file would.
+    const bool sized = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+    // A regular file comes in one read of its whole size; anything else (a
+    // pipe, a file still growing) in blocks until the end.
     std::size_t used = 0;
-    for (;;) {
-        out.resize(used + kReadBlock);
-        const ssize_t n = ::read(fd, out.data() + used, kReadBlock);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
-        used += static_cast<std::size_t>(n);
+    if (sized && st.st_size > 0) {
+        out.resize(static_cast<std::size_t>(st.st_size));
+        used = read_into(fd, out, 0);
+    }
+    // Past the expected end (or for a file of unknown size) read on in
+    // blocks; one empty read confirms the end.
+    if (used == out.size()) {
+        char probe[4096];
+        for (;;) {
+            const ssize_t n = ::read(fd, probe, sizeof probe);
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) break;
+            out.append(probe, static_cast<std::size_t>(n));
+            if (static_cast<std::size_t>(n) == sizeof probe) {
+                out.resize(out.size() + kReadBlock);
+                out.resize(read_into(fd, out, out.size() - kReadBlock));
+            }
+        }
+        used = out.size();
     }
     out.resize(used);
     ::close(fd);
