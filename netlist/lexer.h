@@ -4,6 +4,7 @@
 // control bytes, bytes above 127 and zero bytes included).
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
 #include "db/design.h"
@@ -35,6 +36,11 @@ class Lexer {
     // bytes. Cost: linear in the bytes consumed.
     int next_token();
 
+    // The last name's text, up to its first zero byte (what `d.token`
+    // holds), and its `hash_name`. Valid until the next token.
+    std::string_view name() const { return {name_, name_size_}; }
+    uint64_t name_hash() const { return name_hash_; }
+
    private:
     void read_name();
     bool skip_comment();
@@ -42,6 +48,9 @@ class Lexer {
     Design& d_;
     const unsigned char* pos_;
     const unsigned char* end_;
+    const char* name_ = nullptr;
+    std::size_t name_size_ = 0;
+    uint64_t name_hash_ = 0;
 };
 
 }  // namespace vorp

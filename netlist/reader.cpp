@@ -3,30 +3,14 @@
 #include <cstring>
 #include <limits>
 #include <string>
-#include <unordered_map>
 
 #include "db/lists.h"
 #include "netlist/lexer.h"
+#include "netlist/name_table.h"
 
 namespace vorp {
 
 namespace {
-
-// Name -> first record in list order. Lists are prepended while a file is
-// read, so the record added last is the one the linear search finds first.
-class NameIndex {
-   public:
-    void prepended(Instance* record) {
-        if (record->name) map_[record->name] = record;
-    }
-    Instance* find(const char* name) const {
-        const auto it = map_.find(name);
-        return it == map_.end() ? nullptr : it->second;
-    }
-
-   private:
-    std::unordered_map<std::string_view, Instance*> map_;
-};
 
 class Reader {
    public:
@@ -35,6 +19,7 @@ class Reader {
 
    private:
     int next() { return lex_.next_token(); }
+    char* copy_name() { return d_.copy_string(lex_.name().data(), lex_.name().size()); }
     void expect_name() {
         if (next() != TOK_NAME) input_fault(d_, "error");
     }
@@ -52,8 +37,9 @@ class Reader {
     Lexer lex_;
     bool pcd_;
     Module* module_ = nullptr;
-    NameIndex ports_;
-    NameIndex insts_;
+    // The first port and the first instance of each name in list order.
+    NameTable<Instance> ports_;
+    NameTable<Instance> insts_;
 };
 
 Module* Reader::read() {
@@ -64,7 +50,7 @@ Module* Reader::read() {
         input_fault(d_, "error");
     expect_name();
     module_ = d_.make<Module>();
-    module_->name = d_.copy_string(d_.token);
+    module_->name = copy_name();
 
     int token = next();
     for (;;) {
@@ -154,10 +140,10 @@ void Reader::read_def_pin() {
     expect_name();
     Instance* port = d_.make<Instance>();
     port->set_cell(CELL_PORT);
-    port->name = d_.copy_string(d_.token);
+    port->name = copy_name();
     port->owner = module_;
     push_front(module_->ports, port);
-    ports_.prepended(port);
+    ports_.put(port, lex_.name_hash());
 
     bool typed = false;
     int token = next();
@@ -199,13 +185,13 @@ void Reader::read_def_comp() {
         }
         if (token != TOK_NAME) input_fault(d_, "error");
         Instance* inst = d_.make<Instance>();
-        inst->name = d_.copy_string(d_.token);
+        inst->name = copy_name();
         inst->set_cell(cell);
         inst->cell_word = with_field(inst->cell_word, 10, 8, d_.cell_param_low);
         inst->owner = module_;
         inst->module_name = module_name;
         push_front(module_->insts, inst);
-        insts_.prepended(inst);
+        insts_.put(inst, lex_.name_hash());
         if (cell == CELL_INV) ++d_.inverter_count;
     }
 }
@@ -229,7 +215,7 @@ Node* Reader::read_net_node(Net* net) {
     Node* node = d_.make<Node>();
     node->net = net;
     push_front(net->nodes, node);
-    if (Instance* port = ports_.find(d_.token)) {
+    if (Instance* port = ports_.find(lex_.name(), lex_.name_hash())) {
         node->inst = port;
         node->pin = port->name;
         node->set_pin_type(port->pin_type());
@@ -238,7 +224,7 @@ Node* Reader::read_net_node(Net* net) {
     }
     // Look the instance up now, while its name is the token; a missing one
     // is reported only after the "." and the pin name have been read.
-    Instance* inst = insts_.find(d_.token);
+    Instance* inst = insts_.find(lex_.name(), lex_.name_hash());
     const std::string missing = inst ? std::string() : std::string(d_.token) + " undefined";
     if (next() != TOK_DOT) input_fault(d_, "error");
     expect_name();

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "netlist/name_table.h"
+
 namespace vorp {
 namespace {
 
@@ -119,6 +121,22 @@ TEST(Lexer, TokenIsEmptyAfterPunctuation) {
     EXPECT_STREQ(d.token, "name");
     EXPECT_EQ(lexer.next_token(), TOK_OPEN);
     EXPECT_STREQ(d.token, "");
+}
+
+TEST(Lexer, NameAndHashAreThoseOfTheTextUpToAZeroByte) {
+    std::ostringstream err;
+    Design d(err);
+    const std::string text("ab\0cd (longer_than_eight_bytes\n", 31);
+    Lexer lexer(d, text);
+    ASSERT_EQ(lexer.next_token(), TOK_NAME);
+    EXPECT_EQ(lexer.name(), "ab");
+    EXPECT_EQ(lexer.name_hash(), hash_name("ab"));
+    ASSERT_EQ(lexer.next_token(), TOK_OPEN);
+    EXPECT_EQ(lexer.name(), "");
+    ASSERT_EQ(lexer.next_token(), TOK_NAME);
+    EXPECT_EQ(lexer.name(), "longer_than_eight_bytes");
+    EXPECT_EQ(lexer.name_hash(), hash_name("longer_than_eight_bytes"));
+    EXPECT_EQ(d.line, 2);
 }
 
 }  // namespace

@@ -1,0 +1,118 @@
+// Hashing of names and an open-addressing table from a name to the record
+// that a walk of a list would find first.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+#include <vector>
+
+namespace vorp {
+
+// A 64-bit hash of a name's bytes, eight at a time.
+inline uint64_t hash_name(const char* text, std::size_t size) {
+    constexpr uint64_t kMul = 0x9e3779b97f4a7c15ull;
+    uint64_t h = size * kMul;
+    for (; size >= 8; text += 8, size -= 8) {
+        uint64_t word;
+        std::memcpy(&word, text, 8);
+        h = (h ^ word) * 0xff51afd7ed558ccdull;
+        h ^= h >> 32;
+    }
+    if (size > 0) {
+        uint64_t word = 0;
+        std::memcpy(&word, text, size);
+        h = (h ^ word) * 0xc4ceb9fe1a85ec53ull;
+    }
+    h ^= h >> 33;
+    h *= kMul;
+    return h ^ (h >> 29);
+}
+
+inline uint64_t hash_name(std::string_view name) {
+    return hash_name(name.data(), name.size());
+}
+
+// Name -> record, for records with a zero-terminated `name`. Putting a
+// record whose name is already there replaces the earlier one: lists that
+// grow at the front put each record as it is prepended, so the table answers
+// what the list walk from the head would. Linear probing over slots of a
+// 32-bit hash tag and a record number; at most half full.
+template <class Record>
+class NameTable {
+   public:
+    explicit NameTable(std::size_t expected = 0) { rebuild(capacity_for(expected)); }
+
+    void put(Record* record, uint64_t hash) {
+        if (!record->name) return;
+        if (2 * (records_.size() + 1) > slots_.size()) rebuild(slots_.size() * 2);
+        const uint32_t tag = tag_of(hash);
+        const std::string_view name(record->name);
+        for (std::size_t i = tag & mask_;; i = (i + 1) & mask_) {
+            Slot& slot = slots_[i];
+            if (slot.number == 0) {
+                records_.push_back(record);
+                slot = {tag, static_cast<uint32_t>(records_.size())};
+                return;
+            }
+            if (slot.tag == tag && same_name(records_[slot.number - 1]->name, name)) {
+                records_[slot.number - 1] = record;
+                return;
+            }
+        }
+    }
+    void put(Record* record) {
+        if (record->name) put(record, hash_name(record->name, std::strlen(record->name)));
+    }
+
+    // `name` holds no zero byte; `hash` is `hash_name(name)`.
+    Record* find(std::string_view name, uint64_t hash) const {
+        const uint32_t tag = tag_of(hash);
+        for (std::size_t i = tag & mask_;; i = (i + 1) & mask_) {
+            const Slot& slot = slots_[i];
+            if (slot.number == 0) return nullptr;
+            if (slot.tag == tag && same_name(records_[slot.number - 1]->name, name))
+                return records_[slot.number - 1];
+        }
+    }
+    Record* find(const char* name) const {
+        if (!name) return nullptr;
+        const std::string_view text(name);
+        return find(text, hash_name(text));
+    }
+
+   private:
+    struct Slot {
+        uint32_t tag;
+        uint32_t number;  // index in `records_` plus one; 0: empty
+    };
+
+    static uint32_t tag_of(uint64_t hash) { return static_cast<uint32_t>(hash >> 32); }
+    static std::size_t capacity_for(std::size_t entries) {
+        std::size_t capacity = 16;
+        while (capacity < 2 * entries) capacity *= 2;
+        return capacity;
+    }
+    // `stored` is zero-terminated; `name` holds no zero byte.
+    static bool same_name(const char* stored, std::string_view name) {
+        return std::strncmp(stored, name.data(), name.size()) == 0 && stored[name.size()] == '\0';
+    }
+    // The tag alone places a slot, so growing needs no name again.
+    void rebuild(std::size_t capacity) {
+        std::vector<Slot> old(capacity, Slot{0, 0});
+        old.swap(slots_);
+        mask_ = capacity - 1;
+        for (const Slot& slot : old) {
+            if (slot.number == 0) continue;
+            std::size_t i = slot.tag & mask_;
+            while (slots_[i].number != 0) i = (i + 1) & mask_;
+            slots_[i] = slot;
+        }
+    }
+
+    std::vector<Slot> slots_;
+    std::vector<Record*> records_;
+    std::size_t mask_ = 0;
+};
+
+}  // namespace vorp
