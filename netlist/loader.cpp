@@ -85,6 +85,12 @@ int pin_limit(const Instance& inst) {
     }
 }
 
+int ring_size(const Node* start) {
+    int size = 0;
+    for_each_in_ring(start, [&](const Node*) { ++size; });
+    return size;
+}
+
 // First module of each name in list order, kept up to date as modules are
 // appended.
 using ModuleIndex = std::unordered_map<std::string_view, Module*>;
@@ -175,36 +181,45 @@ Module* copy_module(Design& d, const Module& source) {
 }
 
 void check_nets(Design& d, Module& m) {
-    // Each instance's first node in net order collects the later ones right
-    // after itself, so the ring runs first, last, ..., second.
-    struct Seen {
-        Node* first;
-        int count;
-    };
-    std::unordered_map<Instance*, Seen> seen;
-    std::vector<Instance*> order;
+    // While the rings are built each instance's `node` holds its first node
+    // in net order, which collects the later ones right after itself (the
+    // ring runs first, last, ..., second); the nodes the instances had are
+    // put back afterwards.
+    std::vector<Node*> had;
+    for (Instance* i = m.insts; i; i = i->next) {
+        had.push_back(i->node);
+        i->node = nullptr;
+    }
     for (Net* net = m.nets; net; net = net->next) {
         for (Node* n = net->nodes; n; n = n->next) {
             n->same_inst = n;
             if (!n->inst || n->inst->cell() == CELL_PORT) continue;
-            auto [it, fresh] = seen.try_emplace(n->inst, Seen{n, 1});
-            if (fresh) {
-                order.push_back(n->inst);
+            Node*& first = n->inst->node;
+            if (!first) {
+                first = n;
                 continue;
             }
-            n->same_inst = it->second.first->same_inst;
-            it->second.first->same_inst = n;
-            ++it->second.count;
+            n->same_inst = first->same_inst;
+            first->same_inst = n;
         }
     }
-    for (Instance* inst : order) {
-        const int limit = pin_limit(*inst);
-        const int count = seen[inst].count;
-        if (limit == 0 || count <= limit) continue;
-        *d.err << '"' << text_or_null(d.cur_path) << "\", " << text_or_null(inst->name)
-               << " appears " << count << " times in def-net\n";
-        throw Fatal{1};
+    const Instance* refused = nullptr;
+    int count = 0;
+    for (Net* net = m.nets; net && !refused; net = net->next) {
+        for (Node* n = net->nodes; n && !refused; n = n->next) {
+            if (!n->inst || n->inst->node != n) continue;
+            const int limit = pin_limit(*n->inst);
+            if (limit == 0) continue;
+            count = ring_size(n);
+            if (count > limit) refused = n->inst;
+        }
     }
+    std::size_t k = 0;
+    for (Instance* i = m.insts; i; i = i->next) i->node = had[k++];
+    if (!refused) return;
+    *d.err << '"' << text_or_null(d.cur_path) << "\", " << text_or_null(refused->name)
+           << " appears " << count << " times in def-net\n";
+    throw Fatal{1};
 }
 
 void load_design(Design& d, const char* top_name) {

@@ -115,11 +115,17 @@ TEST(IndexedLookups, CheckNetsEqualsTheDirectWalk) {
         d.cur_path = "r.nld";
         const std::string text = random_module(rng);
         Module* m = read_nld(d, text);
+        std::vector<Node*> attached;
+        for (Instance* i = m->insts; i; i = i->next) attached.push_back(i->node);
         try {
             check_nets(d, *m);
         } catch (const Fatal& f) {
             EXPECT_EQ(f.status, 1);
         }
+        // The instances keep the node last attached to them.
+        std::vector<Node*> after;
+        for (Instance* i = m->insts; i; i = i->next) after.push_back(i->node);
+        ASSERT_EQ(after, attached) << text;
         std::vector<Node*> rings;
         for (Node* n : nodes_of(*m)) rings.push_back(n->same_inst);
         const std::string expected = literal_check_nets(*m);
@@ -132,6 +138,21 @@ TEST(IndexedLookups, CheckNetsEqualsTheDirectWalk) {
         std::vector<Node*> literal;
         for (Node* n : nodes_of(*m)) literal.push_back(n->same_inst);
         ASSERT_EQ(rings, literal) << text;
+
+        // A copy lists its nodes in the source's order and attaches them in
+        // that order: its instances keep the last one too.
+        Module* copy = copy_module(d, *m);
+        std::vector<Node*> copy_attached;
+        for (Instance* i = copy->insts; i; i = i->next) copy_attached.push_back(i->node);
+        check_nets(d, *copy);
+        std::vector<Node*> copy_after, copy_rings;
+        for (Instance* i = copy->insts; i; i = i->next) copy_after.push_back(i->node);
+        ASSERT_EQ(copy_after, copy_attached) << text;
+        for (Node* n : nodes_of(*copy)) copy_rings.push_back(n->same_inst);
+        ASSERT_EQ(literal_check_nets(*copy), "");
+        std::vector<Node*> copy_literal;
+        for (Node* n : nodes_of(*copy)) copy_literal.push_back(n->same_inst);
+        ASSERT_EQ(copy_rings, copy_literal) << text;
     }
     // Both outcomes must have been exercised for the comparison to mean anything.
     EXPECT_GT(passed, 500);
