@@ -37,7 +37,7 @@ inline uint64_t hash_name(std::string_view name) {
 // record whose name is already there replaces the earlier one: lists that
 // grow at the front put each record as it is prepended, so the table answers
 // what the list walk from the head would. Linear probing over slots of a
-// 32-bit hash tag and a record number; at most half full.
+// 32-bit hash tag and the record; at most half full.
 template <class Record>
 class NameTable {
    public:
@@ -45,18 +45,18 @@ class NameTable {
 
     void put(Record* record, uint64_t hash) {
         if (!record->name) return;
-        if (2 * (records_.size() + 1) > slots_.size()) rebuild(slots_.size() * 2);
+        if (2 * (size_ + 1) > slots_.size()) rebuild(slots_.size() * 2);
         const uint32_t tag = tag_of(hash);
         const std::string_view name(record->name);
         for (std::size_t i = tag & mask_;; i = (i + 1) & mask_) {
             Slot& slot = slots_[i];
-            if (slot.number == 0) {
-                records_.push_back(record);
-                slot = {tag, static_cast<uint32_t>(records_.size())};
+            if (!slot.record) {
+                slot = {tag, record};
+                ++size_;
                 return;
             }
-            if (slot.tag == tag && same_name(records_[slot.number - 1]->name, name)) {
-                records_[slot.number - 1] = record;
+            if (slot.tag == tag && same_name(slot.record->name, name)) {
+                slot.record = record;
                 return;
             }
         }
@@ -70,9 +70,8 @@ class NameTable {
         const uint32_t tag = tag_of(hash);
         for (std::size_t i = tag & mask_;; i = (i + 1) & mask_) {
             const Slot& slot = slots_[i];
-            if (slot.number == 0) return nullptr;
-            if (slot.tag == tag && same_name(records_[slot.number - 1]->name, name))
-                return records_[slot.number - 1];
+            if (!slot.record) return nullptr;
+            if (slot.tag == tag && same_name(slot.record->name, name)) return slot.record;
         }
     }
     Record* find(const char* name) const {
@@ -84,7 +83,7 @@ class NameTable {
    private:
     struct Slot {
         uint32_t tag;
-        uint32_t number;  // index in `records_` plus one; 0: empty
+        Record* record;  // null: empty
     };
 
     static uint32_t tag_of(uint64_t hash) { return static_cast<uint32_t>(hash >> 32); }
@@ -99,19 +98,19 @@ class NameTable {
     }
     // The tag alone places a slot, so growing needs no name again.
     void rebuild(std::size_t capacity) {
-        std::vector<Slot> old(capacity, Slot{0, 0});
+        std::vector<Slot> old(capacity, Slot{0, nullptr});
         old.swap(slots_);
         mask_ = capacity - 1;
         for (const Slot& slot : old) {
-            if (slot.number == 0) continue;
+            if (!slot.record) continue;
             std::size_t i = slot.tag & mask_;
-            while (slots_[i].number != 0) i = (i + 1) & mask_;
+            while (slots_[i].record) i = (i + 1) & mask_;
             slots_[i] = slot;
         }
     }
 
     std::vector<Slot> slots_;
-    std::vector<Record*> records_;
+    std::size_t size_ = 0;
     std::size_t mask_ = 0;
 };
 
