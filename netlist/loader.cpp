@@ -116,8 +116,10 @@ std::unordered_map<std::string_view, Instance*> first_by_name(Instance* list) {
 
 Instance* copy_instance(Design& d, const Instance& source, Module* owner) {
     Instance* copy = d.make<Instance>();
-    copy->cell_word = source.cell_word;
-    copy->flag_word = with_field<uint16_t>(0, 0, 10, source.note());
+    copy->set_cell(source.cell());
+    copy->set_param(static_cast<unsigned>(source.param()));
+    copy->set_pin_type(source.pin_type());
+    copy->set_note(source.note());
     copy->name = d.copy_string(source.name);
     copy->module_name =
         source.cell() == CELL_SUBMODULE ? d.copy_string(source.module_name) : nullptr;

@@ -187,7 +187,7 @@ void Reader::read_def_comp() {
         Instance* inst = d_.make<Instance>();
         inst->name = copy_name();
         inst->set_cell(cell);
-        inst->cell_word = with_field(inst->cell_word, 10, 8, d_.cell_param_low);
+        inst->set_param(d_.cell_param_low);
         inst->owner = module_;
         inst->module_name = module_name;
         push_front(module_->insts, inst);
