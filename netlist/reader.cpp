@@ -1,6 +1,7 @@
 #include "netlist/reader.h"
 
 #include <cstring>
+#include <deque>
 #include <limits>
 #include <string>
 
@@ -32,6 +33,7 @@ class Reader {
     void read_def_net();
     Node* read_net_node(Net* net);
     int keyword_value();
+    const char* pin_text();
 
     Design& d_;
     Lexer lex_;
@@ -40,6 +42,12 @@ class Reader {
     // The first port and the first instance of each name in list order.
     NameTable<Instance> ports_;
     NameTable<Instance> insts_;
+    // One text per distinct pin name of the file, shared by its nodes.
+    struct PinText {
+        const char* name;
+    };
+    NameTable<PinText> pins_;
+    std::deque<PinText> pin_texts_;
 };
 
 Module* Reader::read() {
@@ -232,9 +240,17 @@ Node* Reader::read_net_node(Net* net) {
     node->set_pin_type(pin_type_of(d_.token, inst->cell()));
     if (node->pin_type() == 0) silent_fault();
     node->inst = inst;
-    node->pin = d_.copy_string(d_.token);
+    node->pin = pin_text();
     inst->node = node;
     return node;
+}
+
+// The pin name token as a text shared with every node on a pin of that name.
+const char* Reader::pin_text() {
+    if (const PinText* known = pins_.find(lex_.name(), lex_.name_hash())) return known->name;
+    pin_texts_.push_back(PinText{copy_name()});
+    pins_.put(&pin_texts_.back(), lex_.name_hash());
+    return pin_texts_.back().name;
 }
 
 bool any_of(const char* pin, std::initializer_list<const char*> names) {

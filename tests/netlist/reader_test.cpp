@@ -39,6 +39,22 @@ std::vector<std::string> net_text(const Net* net) {
     return out;
 }
 
+TEST(Reader, NodesOnPinsOfOneNameShareOneText) {
+    Read r(
+        "(def-module m (def-comp inv- i1 i2) (def-comp nand--2 g) (def-net i1.nout g.in)"
+        " (def-net i2.nout g.x) (def-net i1.in i2.in g.nout))");
+    ASSERT_EQ(r.status, -1);
+    std::vector<const Node*> nodes;
+    for (const Net* net = r.m->nets; net; net = net->next)
+        for (const Node* n = net->nodes; n; n = n->next) nodes.push_back(n);
+    ASSERT_EQ(nodes.size(), 7u);
+    for (const Node* a : nodes)
+        for (const Node* b : nodes)
+            EXPECT_EQ(std::string(a->pin) == b->pin, a->pin == b->pin) << a->pin << " " << b->pin;
+    EXPECT_STREQ(nodes[0]->pin, "nout");
+    EXPECT_STREQ(nodes[1]->pin, "in");
+}
+
 TEST(Reader, ListsArePrependedSoFileOrderIsReversed) {
     Read r(
         "(def-module m (def-pin a type input) (def-pin y type output) (def-comp inv- i1) (def-net "
