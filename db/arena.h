@@ -3,32 +3,42 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <vector>
 
 namespace vorp {
 
 class Arena {
    public:
+    // The alignment of every record block; records need no more.
+    static constexpr std::size_t kRecordAlign = 8;
+
     Arena() = default;
     Arena(const Arena&) = delete;
     Arena& operator=(const Arena&) = delete;
+    ~Arena();
 
-    // A zero-filled block of `size` bytes aligned for any record; null when
-    // the system has no memory left. Constant time except when a new chunk
-    // is needed.
+    // A zero-filled block of `size` bytes aligned to `kRecordAlign`; null
+    // when the system has no memory left. Constant time except when a new
+    // chunk is needed.
     void* allocate(std::size_t size);
+    // A zero-filled block of `size` bytes for text, with no alignment, so
+    // that strings lie packed; null when the system has no memory left.
+    char* allocate_text(std::size_t size);
     std::size_t bytes_in_use() const { return in_use_; }
 
    private:
-    struct Release {
-        void operator()(char* block) const;
+    struct Cursor {
+        char* at = nullptr;
+        std::size_t left = 0;
     };
+    char* take(Cursor& cursor, std::size_t size);
+    char* new_chunk(std::size_t size);
+
     // Chunks come zero-filled from the system and are never reused, so no
     // block needs clearing when it is handed out.
-    std::vector<std::unique_ptr<char, Release>> chunks_;
-    char* cursor_ = nullptr;
-    std::size_t left_ = 0;
+    std::vector<char*> chunks_;
+    Cursor records_;
+    Cursor texts_;
     std::size_t in_use_ = 0;
 };
 

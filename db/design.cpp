@@ -7,12 +7,14 @@ namespace vorp {
 
 Design::Design(std::ostream& err_stream) : err(&err_stream) {}
 
+void Design::memory_full() {
+    *err << "memory full\n";
+    throw Fatal{1};
+}
+
 void* Design::alloc_or_die(std::size_t size) {
     void* block = size ? arena.allocate(size) : nullptr;
-    if (!block) {
-        *err << "memory full\n";
-        throw Fatal{1};
-    }
+    if (!block) memory_full();
     return block;
 }
 
@@ -21,7 +23,8 @@ char* Design::copy_string(const char* text) {
 }
 
 char* Design::copy_string(const char* text, std::size_t length) {
-    char* copy = static_cast<char*>(alloc_or_die(length + 1));
+    char* copy = arena.allocate_text(length + 1);
+    if (!copy) memory_full();
     std::memcpy(copy, text, length);
     copy[length] = '\0';
     return copy;

@@ -221,11 +221,15 @@ struct Design {
     // Record and string allocation; "memory full" ends the run.
     template <class T>
     T* make() {
+        static_assert(alignof(T) <= Arena::kRecordAlign);
         return new (alloc_or_die(sizeof(T))) T();
     }
     void* alloc_or_die(std::size_t size);
     char* copy_string(const char* text);  // none for none
     char* copy_string(const char* text, std::size_t length);
+
+    // Print "memory full" and end the run with status 1.
+    [[noreturn]] void memory_full();
 
     // Reset to the start values of a run (the arena keeps its blocks).
     void reset();

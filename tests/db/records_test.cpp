@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstring>
 #include <sstream>
 
 #include "db/codes.h"
@@ -95,6 +97,30 @@ TEST(Arena, AllocationIsZeroedAndZeroSizeEndsTheRun) {
         EXPECT_EQ(f.status, 1);
     }
     EXPECT_EQ(err.str(), "memory full\n");
+}
+
+TEST(Arena, TextsLiePackedRecordsAlignedAndEveryBlockZeroed) {
+    Arena arena;
+    char* a = arena.allocate_text(3);
+    char* b = arena.allocate_text(5);
+    EXPECT_EQ(b, a + 3);
+    for (int round = 0; round < 20000; ++round) {
+        const std::size_t size = 1 + static_cast<std::size_t>(round * 7919) % 300;
+        auto* record = static_cast<unsigned char*>(arena.allocate(size));
+        ASSERT_EQ(reinterpret_cast<std::uintptr_t>(record) % Arena::kRecordAlign, 0u);
+        char* text = arena.allocate_text(size);
+        for (std::size_t i = 0; i < size; ++i) ASSERT_EQ(record[i] | text[i], 0);
+        std::memset(record, 0xff, size);
+        std::memset(text, 0x55, size);
+    }
+    // A block larger than a chunk comes whole and zeroed.
+    const std::size_t large = std::size_t{9} << 20;
+    auto* big = static_cast<unsigned char*>(arena.allocate(large));
+    ASSERT_NE(big, nullptr);
+    EXPECT_EQ(big[0] | big[large / 2] | big[large - 1], 0);
+    // Texts go on after it where they were.
+    char* c = arena.allocate_text(1);
+    EXPECT_EQ(arena.allocate_text(1), c + 1);
 }
 
 TEST(Lists, PushFrontReversesPushBackKeepsOrderUnlinkWalksFromHead) {
