@@ -30,7 +30,7 @@ bench: build
 
 # Map, convert, reduce and prove the EPFL benchmark circuits (needs yosys).
 bench-epfl: build
-	./tools/bench-epfl $(BUILD) ../shared/benchmarks/epfl
+	./tools/bench-epfl $(BUILD) bench/circuits/epfl
 
 # Inverters before and after vorp on the benchmark circuits mapped onto gates
 # and onto tools/lib/vorp_cells.lib, every result proved (needs yosys); the
