@@ -24,24 +24,24 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Written designs that the reader refuses, as specified.
+// Written designs that the reader refuses, each by the name of its
+// behaviour in docs/behaviours.md.
 const std::map<std::string, std::string> kUnreadable = {
-    {"rewrite_known07_register_output_as_clock",
-     "KNOWN.md 7: the top port y moved onto a clock net inside the copy sub-1"},
-    {"rewrite_known08_vdd_without_vss",
-     "KNOWN.md 8: the VSS port among the instances is written as a def-comp of (null)"},
-    {"rewrite_known05_flat_mode_inverter_in_copy",
-     "KNOWN.md 5: the inverter's pins are written as \"(null).in\" and \"(null).nout\""},
-    {"rewrite_known09_register_named_inv",
-     "KNOWN.md 9: a register and an inverter share the name inv-1"},
-    // Kept stickies keep an output pin named "o", which inv- and ninv- do
-    // not have; KNOWN.md does not list this.
-    {"rewrite_sticky_inverter", "KNOWN.md 2, and a kept sticky's output pin \"o\""},
-    {"rewrite_sticky_buffer", "a kept sticky's output pin \"o\" (not in KNOWN.md)"},
-    // With -f, a port of a sub-module copy that has no partner outside stays
-    // on its flat net and is written into the top as a bare name that is no
-    // port of the top (h2's "q" here); KNOWN.md does not list this.
-    {"reduce_flat", "-f: the unconnected port q of h2's copy written as a top pin"},
+    {"rewrite_register_output_as_clock",
+     "register-output-as-clock: the top port y moved onto a clock net inside the copy sub-1"},
+    {"rewrite_vdd_without_vss",
+     "vdd-without-vss: the VSS port among the instances is written as a def-comp of (null)"},
+    {"rewrite_flat_mode_inverter_in_copy",
+     "flat-mode-inverter-in-copy: the inverter's pins are written as \"(null).in\" and "
+     "\"(null).nout\""},
+    {"rewrite_register_named_like_inverter",
+     "register-named-like-generated-cell: a register and an inverter share the name inv-1"},
+    {"rewrite_sticky_inverter",
+     "twisted-sticky-inverter-doubled and kept-sticky-output-pin: the kept sticky's output "
+     "pin \"o\""},
+    {"rewrite_sticky_buffer", "kept-sticky-output-pin: the kept sticky's output pin \"o\""},
+    {"reduce_flat",
+     "flat-mode-open-port: the unconnected port q of h2's copy written as a top pin"},
 };
 
 struct Case {

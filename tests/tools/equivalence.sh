@@ -3,11 +3,9 @@
 # generated designs over every generator profile and the options -a and -f,
 # are reduced by vorp and proved equivalent to their input with yosys
 # (tools/check-equivalence). A run that is not proved equivalent passes only
-# when its design holds the pattern of a KNOWN.md entry, whose number is
-# printed, or when a tristate bus of the design may float (the proof lets a
-# floating bus take any value), or when, with -f, a sub-module port left open
-# by its parent is written on a top net by its own name (specified, though
-# KNOWN.md does not list it); anything else fails the suite.
+# when its design holds the pattern of a behaviour of docs/behaviours.md,
+# whose name is printed, or when a tristate bus of the design may float (the
+# proof lets a floating bus take any value); anything else fails the suite.
 #
 #   equivalence.sh <build_dir> [generated_count] [jobs] [first_seed]
 #
@@ -18,7 +16,7 @@ command -v yosys > /dev/null || { echo "yosys not installed: skipped"; exit 77; 
 build=$(cd "$1" && pwd); count=${2:-240}; jobs=${3:-2}; first=${4:-1}
 here=$(cd "$(dirname "$0")" && pwd); src=$(cd "$here/../.." && pwd)
 export NLD2VERILOG="$build/tools/nld2verilog" VORP="$build/vorp" GEN="$build/tools/gen_design"
-export CHECK="$src/tools/check-equivalence" PATTERNS="$here/known_patterns.awk" SRC="$src"
+export CHECK="$src/tools/check-equivalence" PATTERNS="$here/behaviour_patterns.awk" SRC="$src"
 work=$(mktemp -d); trap 'chmod -R u+w "$work" 2>/dev/null; rm -rf "$work"' EXIT
 export WORK="$work"
 
@@ -44,31 +42,32 @@ check_run() {
   if "$CHECK" "${words[@]}" > check.log 2>&1; then
     echo "$label: equivalent"; return
   fi
-  # The entries whose patterns the design holds, most specific first.
-  local known=""
+  # The behaviours whose patterns the design holds, most specific first.
+  local found=""
   if grep -q -P '^\t\(def-comp\t\(null\)\tVSS\)$' "$out"/*.nld 2> /dev/null; then
-    known=8
+    found=vdd-without-vss
   elif [ $flat = 1 ] && grep -q '(null)\.' "$out"/*.nld 2> /dev/null; then
-    known=5
+    found=flat-mode-inverter-in-copy
   else
     local files=() d
     for d in "${reads[@]}"; do [ -f "$d/$top.nld" ] && { files+=("$d/$top.nld"); break; }; done
     for d in "${reads[@]}" "${refs[@]}"; do
       for f in "$d"/*.nld; do [ -f "$f" ] && [ "$(basename "$f")" != "$top.nld" ] && files+=("$f"); done
     done
-    known=$(awk -v flat=$flat -f "$PATTERNS" "${files[@]}" | tr '\n' ' ')
-    known=${known% }
+    found=$(awk -v flat=$flat -f "$PATTERNS" "${files[@]}" | tr '\n' ' ')
+    found=${found% }
   fi
-  local entries=${known/float/}; entries=${entries/open_port/}; entries=$(echo $entries)
-  if [ -n "$entries" ]; then
-    echo "$label: not equivalent, KNOWN.md entry ${entries// /, }"
-  elif [[ "$known" == *float* ]]; then
+  local names=${found/floating-tristate-bus/}; names=${names/flat-mode-open-port/}
+  names=$(echo $names)
+  if [ -n "$names" ]; then
+    echo "$label: not equivalent, behaviour ${names// /, }"
+  elif [[ "$found" == *floating-tristate-bus* ]]; then
     echo "$label: not provable: a tristate bus that may float takes any value in the proof"
-  elif [[ "$known" == *open_port* ]]; then
-    # Specified as well (flattening leaves the port's node on the top net
-    # and the flat writer prints it by name), though KNOWN.md does not list it.
-    echo "$label: not provable, specified behaviour: with -f, a sub-module port left" \
-         "unconnected by its parent is written on a top net under its own name"
+  elif [[ "$found" == *flat-mode-open-port* ]]; then
+    # Flattening leaves the open port's node on the top net and the flat
+    # writer prints it by name: the written top is not readable again.
+    echo "$label: not provable, behaviour flat-mode-open-port: with -f, a sub-module port" \
+         "left unconnected by its parent is written on a top net under its own name"
   else
     echo "$label: FAIL: not equivalent: $(tail -2 check.log | tr '\n' ' ')"
   fi
@@ -90,7 +89,8 @@ run_case() {
     local profiles=(safe full tri power scan pcd+ref all tri+pcd power+ref scan+pcd)
     local options=("" "-a" "-f" "-a -f")
     local profile=${profiles[(s / 4) % 10]} opt=${options[s % 4]} depth=$((1 + s % 3))
-    # -f loses the clocks of sub-module registers (KNOWN.md entry 6): mostly flat designs.
+    # -f loses the clocks of sub-module registers (flat-mode-sub-module-clocks):
+    # mostly flat designs.
     case "$opt" in *-f*) depth=$((s % 5 == 0 ? 2 : 1)) ;; esac
     local cells=$((40 + (s * 37) % 300)) fanout=$((1 + s % 3))
     mkdir -p "$dir" && cd "$dir" || return
@@ -119,12 +119,12 @@ start=$(date +%s)
 sort -V "$work/results"
 total=$(wc -l < "$work/results")
 fails=$(grep -c ': FAIL' "$work/results")
-known=$(grep -c 'KNOWN.md entry' "$work/results")
+named=$(grep -c 'not equivalent, behaviour' "$work/results")
 floating=$(grep -c 'not provable: a tristate' "$work/results")
-specified=$(grep -c 'not provable, specified' "$work/results")
-echo "$total runs: $((total - fails - known - floating - specified)) equivalent, $known not" \
-     "equivalent as KNOWN.md entries, $specified unreadable as specified (-f open port)," \
+open_port=$(grep -c 'not provable, behaviour flat-mode-open-port' "$work/results")
+echo "$total runs: $((total - fails - named - floating - open_port)) equivalent, $named not" \
+     "equivalent by a named behaviour, $open_port unreadable (flat-mode-open-port)," \
      "$floating not provable (floating bus), $fails failed" \
      "($(($(date +%s) - start)) s)"
-grep -o 'KNOWN.md entry .*' "$work/results" | sort | uniq -c
+grep -oE 'behaviour [a-z, -]+[a-z]' "$work/results" | sort | uniq -c
 [ "$fails" -eq 0 ]

@@ -1,24 +1,35 @@
-# Names the KNOWN.md entries whose trigger pattern appears in a design's NLD
-# files (one file per module; the top module's file comes first). Prints one
-# entry number per line. Run with -v flat=1 for a run with -f.
+# Names the behaviours of docs/behaviours.md whose trigger pattern appears
+# in a design's NLD files (one file per module; the top module's file comes
+# first). Prints one behaviour name per line. Run with -v flat=1 for a run
+# with -f.
 #
-#   awk -v flat=0|1 -f known_patterns.awk top.nld other.nld ...
+#   awk -v flat=0|1 -f behaviour_patterns.awk top.nld other.nld ...
 #
 # Patterns looked for:
-#   1  an eor-/enor- gate with exactly one input connected
-#   2  a bidirect port (stickies on irreversible nets)
-#   3  a scan register's scan_out on a net with an inverter input or a port
-#   4  a global port of a sub-module connected from its parent
-#   6  with -f: a register in a module other than the top
-#   7  a register output on a net with a clock pin
-#   9  a register or sub-module instance named like a renumbered cell (inv-1)
-# and, not a KNOWN.md entry but a limit of the proof:
-#   float  a tristate bus that may float (not exactly two buffers whose
-#          enables an inverter makes complementary): the proof lets a floating
-#          bus take any value, so an inversion moved across it cannot be proved
-#   open_port  with -f: a sub-module port that its parent leaves unconnected
-#          (its node stays on a top net and is written by its port name,
-#          which the top does not declare; not a KNOWN.md entry)
+#   xor-one-input-complemented          an eor-/enor- gate with exactly one
+#                                       input connected
+#   twisted-sticky-inverter-doubled,    a bidirect port (stickies on
+#   kept-sticky-output-pin              irreversible nets)
+#   scan-out-consumers                  a scan register's scan_out on a net
+#                                       with an inverter input or a port
+#   global-port-behind-folded-inverter  a global port of a sub-module
+#                                       connected from its parent
+#   flat-mode-sub-module-clocks         with -f: a register in a module
+#                                       other than the top
+#   register-output-as-clock            a register output on a net with a
+#                                       clock pin
+#   register-named-like-generated-cell  a register or sub-module instance
+#                                       named like a renumbered cell (inv-1)
+#   flat-mode-open-port                 with -f: a sub-module port that its
+#                                       parent leaves unconnected (its node
+#                                       stays on a top net and is written by
+#                                       its port name, which the top does
+#                                       not declare)
+# and, a limit of the proof rather than a behaviour of vorp:
+#   floating-tristate-bus  a tristate bus that may float (not exactly two
+#          buffers whose enables an inverter makes complementary): the proof
+#          lets a floating bus take any value, so an inversion moved across
+#          it cannot be proved
 BEGIN { RS = "[(]def-"; module = 0 }
 FNR == 1 { module++ }
 {
@@ -34,7 +45,7 @@ FNR == 1 { module++ }
         port_count[module]++
         port_name[module, port_count[module]] = t[2]
         for (i = 3; i < k; i++) {
-            if (t[i] == "type" && t[i + 1] == "bidirect") found[2] = 1
+            if (t[i] == "type" && t[i + 1] == "bidirect") found["twisted-sticky-inverter-doubled"] = 1
             if (t[i] == "type" && t[i + 1] == "global" && module > 1) global_port[t[2]] = 1
         }
     } else if (t[1] == "comp") {
@@ -42,10 +53,10 @@ FNR == 1 { module++ }
             cell[module, t[i]] = t[2]
             if (t[2] !~ /^(inv|ninv|and|nand|or|nor|eor|enor|aoi|oai|high|low|ts_buf|bgate)-/ &&
                 t[i] ~ /^(inv|ninv|and|nand|or|nor|eor|enor|aoi|oai|high|low|ts_buf|bgate)-[0-9]+$/)
-                found[9] = 1
+                found["register-named-like-generated-cell"] = 1
             if (t[2] ~ /^(s?reg|srg[rs]|reg[rs])-/) {
                 register[module, t[i]] = 1
-                if (module > 1 && flat) found[6] = 1
+                if (module > 1 && flat) found["flat-mode-sub-module-clocks"] = 1
             }
         }
     } else if (t[1] == "net") {
@@ -66,22 +77,22 @@ FNR == 1 { module++ }
             at[module, inst, pin] = nets
             if (c == "ts_buf-" && pin == "out") { bus_drivers[nets]++; bus_module[nets] = module }
         }
-        if (scan && (inverted || port)) found[3] = 1
-        if (clock && reg_out) found[7] = 1
+        if (scan && (inverted || port)) found["scan-out-consumers"] = 1
+        if (clock && reg_out) found["register-output-as-clock"] = 1
     }
 }
 END {
     for (key in cell) {
-        if (cell[key] ~ /^e(n)?or-/ && xor_inputs[key] == 1) found[1] = 1
+        if (cell[key] ~ /^e(n)?or-/ && xor_inputs[key] == 1) found["xor-one-input-complemented"] = 1
     }
-    for (p in global_port) if (p in used_pin) found[4] = 1
+    for (p in global_port) if (p in used_pin) found["global-port-behind-folded-inverter"] = 1
     # A bus never floats when its two buffers' enables are an inverter's
     # input and output.
     for (key in cell) {
         if (cell[key] != "ts_buf-") continue
         split(key, part, SUBSEP)
         bus = at[part[1], part[2], "out"]
-        if (bus_drivers[bus] != 2) { found["float"] = 1; continue }
+        if (bus_drivers[bus] != 2) { found["floating-tristate-bus"] = 1; continue }
         enable = at[part[1], part[2], "nenb"]
         complemented = 0
         for (other in cell) {
@@ -98,10 +109,15 @@ END {
                     }
             }
         }
-        if (!complemented) found["float"] = 1
+        if (!complemented) found["floating-tristate-bus"] = 1
     }
-    for (e = 1; e <= 15; e++) if (e in found) print e
-    if ("float" in found) print "float"
+    if ("twisted-sticky-inverter-doubled" in found) found["kept-sticky-output-pin"] = 1
+    n_names = split("xor-one-input-complemented twisted-sticky-inverter-doubled " \
+                    "scan-out-consumers global-port-behind-folded-inverter " \
+                    "flat-mode-sub-module-clocks register-output-as-clock " \
+                    "register-named-like-generated-cell kept-sticky-output-pin " \
+                    "floating-tristate-bus", names, " ")
+    for (e = 1; e <= n_names; e++) if (names[e] in found) print names[e]
     if (flat) {
         for (m = 1; m <= module; m++) by_name[module_name[m]] = m
         for (key in cell) {
@@ -111,6 +127,6 @@ END {
             for (i = 1; i <= port_count[child]; i++)
                 if (!((part[1], part[2], port_name[child, i]) in connected)) open_port = 1
         }
-        if (open_port) print "open_port"
+        if (open_port) print "flat-mode-open-port"
     }
 }
