@@ -236,13 +236,13 @@ void flatten_and_compare(test::TestDesign& t, unsigned seed, bool with_bidirect)
     for (const Net* net = top.nets; net; net = net->next)
         for (const Node* n = net->nodes; n; n = n->next)
             ASSERT_NE(n->inst->cell(), CELL_INV) << "inverter left on a net\n" << texts;
-    const RandomModule& spec = design.modules[0];
+    const RandomModule& shape = design.modules[0];
     for (int trial = 0; trial < 8; ++trial) {
         std::vector<int> in;
-        for (int i = 0; i < spec.inputs; ++i) in.push_back(static_cast<int>(rng() % 2));
+        for (int i = 0; i < shape.inputs; ++i) in.push_back(static_cast<int>(rng() % 2));
         const std::vector<int> want = design.evaluate(0, in);
         FlatReader reader{top, in, {}, {}};
-        for (int o = 0; o < spec.outputs; ++o) {
+        for (int o = 0; o < shape.outputs; ++o) {
             const Node* y = test::named(top.ports, ("y" + std::to_string(o)).c_str())->node;
             ASSERT_EQ(reader.seen(y), want[o]) << "output y" << o << "\n"
                                                << texts << dump_nets(top);
