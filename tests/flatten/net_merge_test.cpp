@@ -5,12 +5,12 @@
 #include <string>
 
 #include "flatten/net_ops.h"
-#include "tests/reduce/flat_builder.h"
+#include "tests/support/design_builder.h"
 
 namespace vorp {
 namespace {
 
-using test::FlatBuilder;
+using test::DesignBuilder;
 
 // Two nets meeting at the pair x, y:
 //   x_net: gx.nout (driver) x hx.a(1/1)
@@ -19,7 +19,7 @@ using test::FlatBuilder;
 // inverter, on a port when x is on a sub-module instance, and on a sub-module
 // instance otherwise.
 struct Pair {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* x_net = b.net();
     Net* y_net = b.net();
     Node* x = nullptr;
@@ -172,7 +172,7 @@ TEST(MergeNet, AbsorbedNetOutsideTheModuleFailsAfterJoining) {
 // x last on its net and y alone on its: the merge succeeds in substance but
 // has no node to go on from, which callers read as failure.
 TEST(MergeNet, NothingToGoOnFromGivesNoneWithoutMessage) {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* x_net = b.net();
     Net* y_net = b.net();
     Node* g = b.drive(x_net, b.inst(CELL_NAND, "g"), "nout");
@@ -189,7 +189,7 @@ TEST(MergeNet, NothingToGoOnFromGivesNoneWithoutMessage) {
 
 // x alone on its net: y's net's other nodes become x's net's list.
 TEST(MergeNet, XAloneOnItsNetTakesOverTheOtherNodes) {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* x_net = b.net();
     Net* y_net = b.net();
     Instance* inv = b.inst(CELL_INV, "i");
@@ -211,7 +211,7 @@ TEST(MergeNet, XAloneOnItsNetTakesOverTheOtherNodes) {
 // runs (its input is straight, so the net is inverted), and the merge gives
 // none without a message.
 TEST(MergeNet, NetWithItselfGivesNoneAfterThePolarityStep) {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* net = b.net();
     Net* other = b.net();
     Node* g = b.drive(net, b.inst(CELL_NAND, "g"), "nout");

@@ -6,12 +6,12 @@
 
 #include "db/lists.h"
 #include "tests/flatten/flat_support.h"
-#include "tests/reduce/flat_builder.h"
+#include "tests/support/design_builder.h"
 
 namespace vorp {
 namespace {
 
-using test::FlatBuilder;
+using test::DesignBuilder;
 using test::node_of;
 using test::TestDesign;
 
@@ -22,7 +22,7 @@ const char* const kNetIsolation =
 
 // A net of three nodes g.nout (driver), h.a, k.a, in that order.
 struct ThreeNodes {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* net = b.net();
     Node* g = b.drive(net, b.inst(CELL_NAND, "g"), "nout");
     Node* h = b.load(net, b.inst(CELL_NAND, "h"), "a", 1);
@@ -53,7 +53,7 @@ TEST(UnlinkNode, NodeNotOnItsNetFailsWithMessage) {
 }
 
 TEST(UnlinkNet, ForeignNetFailsWithMessage) {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* first = b.net();
     Net* second = b.net();
     Net* third = b.net();
@@ -67,7 +67,7 @@ TEST(UnlinkNet, ForeignNetFailsWithMessage) {
 }
 
 TEST(UnlinkInstance, InstanceNotInItsModuleFailsSilently) {
-    FlatBuilder b;
+    DesignBuilder b;
     Instance* a = b.inst(CELL_NAND, "a");
     Instance* c = b.inst(CELL_NAND, "c");
     EXPECT_EQ(unlink_instance(a), 1);
@@ -77,7 +77,7 @@ TEST(UnlinkInstance, InstanceNotInItsModuleFailsSilently) {
 }
 
 TEST(AppendNet, KeepsBothOrdersWithoutTheDroppedSource) {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* keep = b.net();
     Node* k1 = b.drive(keep, b.inst(CELL_HIGH, "h1"), "out");
     Node* k2 = b.load(keep, b.inst(CELL_NAND, "g1"), "a", 1);
@@ -102,7 +102,7 @@ TEST(AppendNet, KeepsBothOrdersWithoutTheDroppedSource) {
 }
 
 TEST(AppendNet, OntoAnEmptyNetFailsAfterTheSourceLeft) {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* keep = b.net();
     Net* drop = b.net();
     Node* d1 = b.drive(drop, b.inst(CELL_HIGH, "h"), "out");
@@ -116,7 +116,7 @@ TEST(AppendNet, OntoAnEmptyNetFailsAfterTheSourceLeft) {
 }
 
 TEST(AppendNet, DroppedNetOutsideTheTopModuleFails) {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* keep = b.net();
     b.drive(keep, b.inst(CELL_HIGH, "h1"), "out");
     Net* drop = b.d.make<Net>();  // held by no module
@@ -359,7 +359,7 @@ TEST(MarkClockNets, ClockNotePortSpreadsThroughGates) {
 // marking walks the whole chain without exhausting the stack.
 TEST(MarkClockNet, MillionBufferChainDoesNotOverflow) {
     constexpr int kLength = 1000000;
-    FlatBuilder b;
+    DesignBuilder b;
     Net* prev = b.d.make<Net>();
     push_front(b.top->nets, prev);
     Node* first = nullptr;
@@ -395,7 +395,7 @@ TEST(MarkClockNet, MillionBufferChainDoesNotOverflow) {
 }
 
 TEST(NetDump, NodesWithoutInstanceOrInstanceName) {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* net = b.net(NET_SIGNAL, true);
     Instance* p = b.port("p", KW_INPUT);
     b.drive(net, p, "p", KW_INPUT);

@@ -8,12 +8,12 @@
 #include "flatten/net_ops.h"
 #include "netlist/reader.h"
 #include "tests/flatten/flat_support.h"
-#include "tests/reduce/flat_builder.h"
+#include "tests/support/design_builder.h"
 
 namespace vorp {
 namespace {
 
-using test::FlatBuilder;
+using test::DesignBuilder;
 using test::names;
 using test::node_of;
 using test::TestDesign;
@@ -34,7 +34,7 @@ void prepare(Design& d) {
 
 // An irreversible net b(0/1) g.a(1/1) and a node of it to protect.
 struct Protected {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* net = b.net(NET_WIRED, true);
     Node* port = b.pin(net, b.port("b", KW_BIDIRECT), "b", KW_BIDIRECT, 0, 1);
     Node* node = b.load(net, b.inst(CELL_NAND, "g"), "a", 1);
@@ -240,7 +240,7 @@ TEST(ProtectIrreversibleNets, GatePinNamedLikeAnOuterPinFails) {
 //   in_net:  g.nout(0/0) s.i h.a(1/1)
 //   out_net: s.o(0/0) k.a(1/1) m.a(-1/-1)
 struct Resolving {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* in_net = b.net(NET_WIRED, true);
     Net* out_net = b.net(NET_SIGNAL);
     Instance* s = b.inst(CELL_STICKY, "sticky-0");

@@ -6,14 +6,15 @@
 #include <string>
 
 #include "db/lists.h"
-#include "tests/rewrite/hier_builder.h"
+#include "tests/support/design_builder.h"
 #include "tests/support/fixture.h"
 
 namespace vorp {
 namespace {
 
-using test::HierBuilder;
+using test::DesignBuilder;
 using test::read_file;
+using test::RingOrder;
 using test::TempDir;
 
 CellGroup* group(Design& d, std::initializer_list<Instance*> chain) {
@@ -28,7 +29,7 @@ CellGroup* group(Design& d, std::initializer_list<Instance*> chain) {
 }
 
 struct Writer : ::testing::Test {
-    HierBuilder b;
+    DesignBuilder b{RingOrder::newest_then_oldest};
     TempDir t;
 
     void add_dir(DirEntry*& list, const std::string& path) {

@@ -2,16 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/reduce/flat_builder.h"
+#include "tests/support/design_builder.h"
 
 namespace vorp {
 namespace {
 
-using test::FlatBuilder;
+using test::DesignBuilder;
 
 // A net driven from `pin` of a fresh instance of `cell`, with `straight`
 // consumers at +1 and `inverted` consumers at -1 (on one nand gate each).
-Net* fan_out(FlatBuilder& b, int cell, const char* pin, int straight, int inverted,
+Net* fan_out(DesignBuilder& b, int cell, const char* pin, int straight, int inverted,
              bool irreversible = false) {
     Net* net = b.net(NET_SIGNAL, irreversible);
     b.drive(net, b.inst(cell, "drv"), pin);
@@ -24,7 +24,7 @@ TEST(NetMeasures, NoInvertedConsumerNeedsNothingWhateverTheDriver) {
     for (int cell : {CELL_INV, CELL_NINV, CELL_AND, CELL_NAND, CELL_OR, CELL_NOR, CELL_EOR,
                      CELL_ENOR, CELL_AOI, CELL_OAI, CELL_REG, CELL_SREG, CELL_HIGH, CELL_LOW,
                      CELL_TS_BUF, CELL_BGATE, CELL_SUBMODULE}) {
-        FlatBuilder b;
+        DesignBuilder b;
         Net* net = fan_out(b, cell, "out", 3, 0);
         EXPECT_EQ(net_inverters(b.d, net), 0) << cell;
         EXPECT_EQ(net_inverted_load(b.d, net), 0) << cell;
@@ -32,7 +32,7 @@ TEST(NetMeasures, NoInvertedConsumerNeedsNothingWhateverTheDriver) {
 }
 
 TEST(NetMeasures, AndGateWithMixedConsumers) {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* net = fan_out(b, CELL_AND, "out", 1, 3);
     EXPECT_EQ(net_inverters(b.d, net), 1);
     EXPECT_EQ(net_inverted_load(b.d, net), 3);
@@ -43,7 +43,7 @@ TEST(NetMeasures, AndGateWithMixedConsumers) {
 
 TEST(NetMeasures, AndFamilyWithOnlyInvertedConsumersIsFreeUnderOptionA) {
     for (int cell : {CELL_AND, CELL_NAND, CELL_OR, CELL_NOR}) {
-        FlatBuilder b;
+        DesignBuilder b;
         Net* net = fan_out(b, cell, "out", 0, 3);
         EXPECT_EQ(net_inverters(b.d, net), 1);
         EXPECT_EQ(net_inverted_load(b.d, net), 3);
@@ -54,7 +54,7 @@ TEST(NetMeasures, AndFamilyWithOnlyInvertedConsumersIsFreeUnderOptionA) {
 }
 
 TEST(NetMeasures, IrreversibleAndGateNetCountsOnePolarityEvenUnderOptionA) {
-    FlatBuilder b;
+    DesignBuilder b;
     b.d.opt_a = 1;
     Net* net = fan_out(b, CELL_NOR, "nout", 1, 2, true);
     EXPECT_EQ(net_inverters(b.d, net), 1);
@@ -63,7 +63,7 @@ TEST(NetMeasures, IrreversibleAndGateNetCountsOnePolarityEvenUnderOptionA) {
 
 TEST(NetMeasures, AoiAndOaiAreOnePolarityDriversEvenUnderOptionA) {
     for (int cell : {CELL_AOI, CELL_OAI}) {
-        FlatBuilder b;
+        DesignBuilder b;
         b.d.opt_a = 1;
         Net* net = fan_out(b, cell, "nout", 0, 2);
         EXPECT_EQ(net_inverters(b.d, net), 1);
@@ -73,7 +73,7 @@ TEST(NetMeasures, AoiAndOaiAreOnePolarityDriversEvenUnderOptionA) {
 
 TEST(NetMeasures, ExclusiveOrDriverChoosesItsPolarity) {
     for (int cell : {CELL_EOR, CELL_ENOR}) {
-        FlatBuilder b;
+        DesignBuilder b;
         Net* net = fan_out(b, cell, "out", 0, 3);
         EXPECT_EQ(net_inverters(b.d, net), 0);
         EXPECT_EQ(net_inverted_load(b.d, net), 0);
@@ -84,14 +84,14 @@ TEST(NetMeasures, ExclusiveOrDriverChoosesItsPolarity) {
 }
 
 TEST(NetMeasures, ExclusiveOrDriverWithBothPolaritiesNeedsOne) {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* net = fan_out(b, CELL_EOR, "out", 2, 3);
     EXPECT_EQ(net_inverters(b.d, net), 1);
     EXPECT_EQ(net_inverted_load(b.d, net), 2);
 }
 
 TEST(NetMeasures, InvertedExclusiveOrInputIsNoConsumer) {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* net = b.net();
     b.drive(net, b.inst(CELL_NAND, "g"), "nout");
     b.load(net, b.inst(CELL_EOR, "x"), "in1", -1);
@@ -105,7 +105,7 @@ TEST(NetMeasures, InvertedExclusiveOrInputIsNoConsumer) {
 
 TEST(NetMeasures, RegistersAndConstantsNeverNeedAnInverter) {
     for (int cell : {CELL_REG, CELL_REGR, CELL_REGS, CELL_REG2, CELL_REG3, CELL_HIGH, CELL_LOW}) {
-        FlatBuilder b;
+        DesignBuilder b;
         Net* net = fan_out(b, cell, "out", 1, 2);
         EXPECT_EQ(net_inverters(b.d, net), 0) << cell;
         EXPECT_EQ(net_inverted_load(b.d, net), 0) << cell;
@@ -114,7 +114,7 @@ TEST(NetMeasures, RegistersAndConstantsNeverNeedAnInverter) {
 
 TEST(NetMeasures, ScanRegisterNeedsOneOnlyOnScanOut) {
     for (int cell : {CELL_SREG, CELL_SRGR, CELL_SRGS, CELL_SREG2, CELL_SREG3}) {
-        FlatBuilder b;
+        DesignBuilder b;
         Net* from_out = fan_out(b, cell, "out", 1, 2);
         Net* from_nout = fan_out(b, cell, "nout", 0, 1);
         Net* from_scan = fan_out(b, cell, "scan_out", 1, 2);
@@ -134,7 +134,7 @@ TEST(NetMeasures, SupplyPortsNeedNoInverterOtherPortsDo) {
     };
     for (const Row& row : {Row{"VDD", 0, 0}, Row{"VSS", 0, 0}, Row{"vdd", 1, 2}, Row{"Vss", 1, 2},
                            Row{"VDD1", 1, 2}, Row{"a", 1, 2}}) {
-        FlatBuilder b;
+        DesignBuilder b;
         Net* net = b.net();
         b.drive(net, b.port(row.name, KW_INPUT), row.name, KW_INPUT);
         b.load(net, b.inst(CELL_AND, "g"), "a", -1);
@@ -145,7 +145,7 @@ TEST(NetMeasures, SupplyPortsNeedNoInverterOtherPortsDo) {
 }
 
 TEST(NetMeasures, PortWithoutANameCountsLikeAnyPort) {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* net = b.net();
     Instance* p = b.port("p", KW_INPUT);
     b.drive(net, p, "p", KW_INPUT);
@@ -157,7 +157,7 @@ TEST(NetMeasures, PortWithoutANameCountsLikeAnyPort) {
 TEST(NetMeasures, OtherDriversNeedOneAsSoonAsAnyConsumerIsInverted) {
     for (int cell :
          {CELL_INV, CELL_NINV, CELL_AOI, CELL_OAI, CELL_TS_BUF, CELL_BGATE, CELL_SUBMODULE}) {
-        FlatBuilder b;
+        DesignBuilder b;
         b.d.opt_a = 1;
         Net* net = fan_out(b, cell, "out", 2, 3);
         EXPECT_EQ(net_inverters(b.d, net), 1) << cell;
@@ -166,7 +166,7 @@ TEST(NetMeasures, OtherDriversNeedOneAsSoonAsAnyConsumerIsInverted) {
 }
 
 TEST(NetMeasures, NetWithoutSourceCountsLikeAnyOtherDriver) {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* net = b.net();
     b.load(net, b.inst(CELL_AND, "g"), "a", 1);
     b.load(net, b.inst(CELL_AND, "h"), "a", -1);
@@ -195,7 +195,7 @@ TEST(NetMeasures, RulesFromVotes) {
 }
 
 TEST(CountInverters, SumsSignalNetsOfAFlattenedModule) {
-    FlatBuilder b;
+    DesignBuilder b;
     fan_out(b, CELL_NAND, "nout", 1, 1);  // 1
     Net* wired = b.net(NET_WIRED);
     b.drive(wired, b.inst(CELL_TS_BUF, "t"), "out", KW_TRISTATE);
@@ -211,7 +211,7 @@ TEST(CountInverters, SumsSignalNetsOfAFlattenedModule) {
 }
 
 TEST(CountInverters, ReferenceModuleReportsItsInverterCells) {
-    FlatBuilder b;
+    DesignBuilder b;
     b.inst(CELL_INV, "i1");
     b.inst(CELL_NINV, "n1");
     b.inst(CELL_INV, "i2");
@@ -223,7 +223,7 @@ TEST(CountInverters, ReferenceModuleReportsItsInverterCells) {
 }
 
 TEST(CountKeptInverters, CountsInvertersLeftOnClockNets) {
-    FlatBuilder b;
+    DesignBuilder b;
     Net* clock = b.net(NET_CLOCK);
     Net* signal = b.net(NET_SIGNAL);
     b.drive(clock, b.inst(CELL_INV, "c1"), "nout");

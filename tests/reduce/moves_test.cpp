@@ -6,16 +6,16 @@
 
 #include "reduce/counting.h"
 #include "reduce/reduction.h"
-#include "tests/reduce/flat_builder.h"
+#include "tests/support/design_builder.h"
 
 namespace vorp {
 namespace {
 
+using test::DesignBuilder;
 using test::dump_state;
-using test::FlatBuilder;
 
 struct MoveTest : ::testing::Test {
-    FlatBuilder b;
+    DesignBuilder b;
     Reduction r{b.d, *b.top, Termination()};
 
     void start() { r.termination.start(*b.top); }

@@ -5,13 +5,13 @@
 #include <vector>
 
 #include "reduce/counting.h"
-#include "tests/reduce/flat_builder.h"
+#include "tests/support/design_builder.h"
 
 namespace vorp {
 namespace {
 
+using test::DesignBuilder;
 using test::dump_state;
-using test::FlatBuilder;
 
 std::vector<Instance*> leaders(const Module& top) {
     std::vector<Instance*> list;
@@ -25,14 +25,14 @@ std::vector<Instance*> members(Instance* g) {
     return chain;
 }
 
-Module* add_module(FlatBuilder& b, int kind) {
+Module* add_module(DesignBuilder& b, int kind) {
     Module* m = b.d.make<Module>();
     m->set_kind(kind);
     push_back(b.d.modules, m);
     return m;
 }
 
-Instance* add_port(FlatBuilder& b, Module* m, const char* name, int pin_type) {
+Instance* add_port(DesignBuilder& b, Module* m, const char* name, int pin_type) {
     Instance* p = b.d.make<Instance>();
     p->set_cell(CELL_PORT);
     p->set_pin_type(pin_type);
@@ -43,7 +43,7 @@ Instance* add_port(FlatBuilder& b, Module* m, const char* name, int pin_type) {
 }
 
 TEST(BuildGroups, LeadersComeInstancesFirstThenGlobalPortsThenKeptPorts) {
-    FlatBuilder b;
+    DesignBuilder b;
     Instance* p1 = b.port("p1", KW_INPUT);
     b.port("p2", KW_INPUT, false);
     Instance* p3 = b.port("p3", KW_OUTPUT);
@@ -68,7 +68,7 @@ TEST(BuildGroups, LeadersComeInstancesFirstThenGlobalPortsThenKeptPorts) {
 }
 
 TEST(BuildGroups, EmptyTopHasNoGroups) {
-    FlatBuilder b;
+    DesignBuilder b;
     b.top->groups = b.inst(CELL_AND, "stale");
     b.top->insts = nullptr;
     build_groups(*b.top);
@@ -77,7 +77,7 @@ TEST(BuildGroups, EmptyTopHasNoGroups) {
 
 // Nets are joined in list order; each node joins the driver's group.
 TEST(BuildGroups, PortLedGroupSurvivesWhicheverDrives) {
-    FlatBuilder b;
+    DesignBuilder b;
     Instance* y = b.port("y", KW_OUTPUT);
     Instance* g = b.inst(CELL_NAND, "g");
     Instance* h = b.inst(CELL_AND, "h");
@@ -98,7 +98,7 @@ TEST(BuildGroups, PortLedGroupSurvivesWhicheverDrives) {
 }
 
 TEST(MergeGroups, DriversGroupSurvivesBetweenGatesAndChainIsAppended) {
-    FlatBuilder b;
+    DesignBuilder b;
     Instance* a = b.inst(CELL_AND, "a");
     Instance* c = b.inst(CELL_AND, "c");
     Instance* e = b.inst(CELL_AND, "e");
@@ -116,7 +116,7 @@ TEST(MergeGroups, DriversGroupSurvivesBetweenGatesAndChainIsAppended) {
 }
 
 TEST(MergeGroups, TwoPortLedGroupsKeepTheFirstArgument) {
-    FlatBuilder b;
+    DesignBuilder b;
     Instance* p = b.port("p", KW_INPUT);
     Instance* q = b.port("q", KW_INPUT);
     build_groups(*b.top);
@@ -125,7 +125,7 @@ TEST(MergeGroups, TwoPortLedGroupsKeepTheFirstArgument) {
 }
 
 TEST(BuildGroups, PinnedNodesAndUngroupedInstancesJoinNothing) {
-    FlatBuilder b;
+    DesignBuilder b;
     Instance* g = b.inst(CELL_NAND, "g");
     Instance* h = b.inst(CELL_AND, "h");
     Instance* k = b.inst(CELL_AND, "k");
@@ -148,7 +148,7 @@ TEST(BuildGroups, PinnedNodesAndUngroupedInstancesJoinNothing) {
 }
 
 TEST(RedInv, TopWithoutNetsChangesNothing) {
-    FlatBuilder b;
+    DesignBuilder b;
     Instance* g = b.inst(CELL_AND, "g");
     Instance* h = b.inst(CELL_NOR, "h");
     g->set_dual(true);
@@ -166,7 +166,7 @@ TEST(RedInv, TopWithoutNetsChangesNothing) {
 // and inverts y: the whole count stays 1, but the local count (net a once
 // per pin) falls from 2 to 1, so the strict pass already keeps it.
 struct TwoInputGate {
-    FlatBuilder b;
+    DesignBuilder b;
     Instance* pa = b.port("pa", KW_INPUT);
     Instance* y = b.port("y", KW_OUTPUT);
     Instance* g = b.inst(CELL_NAND, "g");
@@ -236,7 +236,7 @@ TEST(RedInv, InvertedNonBidirectPinOnIrreversibleNetIsNoFault) {
 
 // pa -> x.in1 (-1); pb -> d.a; d (and).out -> g.a (-1), h.a (-1), y (+1).
 struct XorAndFanOut {
-    FlatBuilder b;
+    DesignBuilder b;
     Instance* x = b.inst(CELL_EOR, "x");
     Instance* dgate = b.inst(CELL_AND, "d");
     Node* xin;
@@ -295,7 +295,7 @@ TEST(RedInv, OptionAComplementsAnAndGateThatMostConsumersWantInverted) {
 }
 
 TEST(RedInv, InversionMovesAcrossATristateBuffer) {
-    FlatBuilder b;
+    DesignBuilder b;
     Instance* t1 = b.inst(CELL_TS_BUF, "t1");
     Net* in = b.net();
     b.drive(in, b.inst(CELL_REG, "r"), "out");

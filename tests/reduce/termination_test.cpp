@@ -8,21 +8,21 @@
 #include "reduce/counting.h"
 #include "reduce/moves.h"
 #include "reduce/reduction.h"
-#include "tests/reduce/flat_builder.h"
+#include "tests/support/design_builder.h"
 #include "tests/support/fixture.h"
 
 namespace vorp {
 namespace {
 
+using test::DesignBuilder;
 using test::dump_state;
-using test::FlatBuilder;
 using test::TestDesign;
 
 // p -> g.a, g.b, g.c (all -1); q -> g.d (+1); g.nout -> y (+1).
 // Flipping g alone pays locally (net p counts once per pin: 3 -> 2) but raises
 // the whole count from 1 to 2; the whole-group flip then takes it back.
 struct ThreeInputsOnOneNet {
-    FlatBuilder b;
+    DesignBuilder b;
     Instance* g = b.inst(CELL_NAND, "g");
     Net* p = b.net();
     Net* q = b.net();
@@ -71,7 +71,7 @@ TEST(RepeatGuard, CyclingDesignLoadedFromText) {
 }
 
 TEST(RepeatGuard, KeyHoldsSiteModeAndSweepFlag) {
-    FlatBuilder b;
+    DesignBuilder b;
     Termination guard;
     guard.start(*b.top);
     guard.start_group();
@@ -102,7 +102,7 @@ TEST(RepeatGuard, KeyHoldsThePolarities) {
 }
 
 TEST(RepeatGuard, DisabledGuardNeverStops) {
-    FlatBuilder b;
+    DesignBuilder b;
     Termination guard(false);
     guard.start(*b.top);
     guard.start_group();

@@ -4,12 +4,12 @@
 
 #include "reduce/moves.h"
 #include "reduce/reduction.h"
-#include "tests/reduce/flat_builder.h"
+#include "tests/support/design_builder.h"
 
 namespace vorp {
 namespace {
 
-using test::FlatBuilder;
+using test::DesignBuilder;
 
 TEST(MemberBits, NextSetBitOfEitherCrossesWords) {
     MemberBits a, b;
@@ -29,7 +29,7 @@ TEST(MemberBits, NextSetBitOfEitherCrossesWords) {
 // pa -> g.a, g.b (both +1); g.nout -> y (+1). Flipping g would invert both
 // inputs and y: the walk rejects it and keeps the verdict.
 struct StraightGate {
-    FlatBuilder b;
+    DesignBuilder b;
     Instance* pa = b.port("pa", KW_INPUT);
     Instance* y = b.port("y", KW_OUTPUT);
     Instance* g = b.inst(CELL_NAND, "g");

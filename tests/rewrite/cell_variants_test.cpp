@@ -5,13 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "tests/reduce/flat_builder.h"
+#include "tests/support/design_builder.h"
 
 namespace vorp {
 namespace {
 
+using test::DesignBuilder;
 using test::dump_state;
-using test::FlatBuilder;
 
 std::vector<Node*> nodes_of(const Net* net) {
     std::vector<Node*> out;
@@ -79,7 +79,7 @@ TEST(CellCodes, ComplementOnlyForAndNandOrNor) {
 // ---- output pins of flipped gates ----
 
 struct Variants : ::testing::Test {
-    FlatBuilder b;
+    DesignBuilder b;
     Instance* y = b.port("y", KW_OUTPUT);
 
     // A gate driving its own net to the port y; returns the driving node.
@@ -131,7 +131,7 @@ TEST_F(Variants, OutputPinRenamedByCellAndFlag) {
         {CELL_OAI, true, true, "nout", "nout", 0},
     };
     for (const Case& c : cases) {
-        FlatBuilder fb;
+        DesignBuilder fb;
         Instance* yy = fb.port("y", KW_OUTPUT);
         Instance* g = fb.inst(c.cell, "g");
         g->set_dual(c.dual);
@@ -500,7 +500,7 @@ TEST_F(Registers, ExistingOutputNetWithoutSourceIsLeftAlone) {
 
 TEST(RegisterOutputs, EveryRegisterCellIsVisited) {
     for (int cell = CELL_REG; cell <= CELL_SREG3; ++cell) {
-        FlatBuilder fb;
+        DesignBuilder fb;
         fb.d.has_registers = 1;
         Instance* reg = fb.inst(cell, "r");
         Instance* gate = fb.inst(CELL_NAND, "g");
@@ -517,7 +517,7 @@ TEST(RegisterOutputs, EveryRegisterCellIsVisited) {
 // ---- detach_node ----
 
 TEST(DetachNode, PredecessorSkipsTheNodeAndBecomesTheInstancesNode) {
-    FlatBuilder b;
+    DesignBuilder b;
     Instance* g = b.inst(CELL_NAND, "g");
     Net* n1 = b.net();
     Net* n2 = b.net();

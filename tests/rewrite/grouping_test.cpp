@@ -5,13 +5,14 @@
 #include <string>
 #include <vector>
 
-#include "tests/rewrite/hier_builder.h"
+#include "tests/support/design_builder.h"
 
 namespace vorp {
 namespace {
 
-using test::HierBuilder;
+using test::DesignBuilder;
 using test::names_of_chain;
+using test::RingOrder;
 using Names = std::vector<std::string>;
 
 std::vector<const CellGroup*> groups_of(const Module& m) {
@@ -29,7 +30,7 @@ void in_order(const CellGroup* g, Names& out) {
 }
 
 struct Grouping : ::testing::Test {
-    HierBuilder b;
+    DesignBuilder b{RingOrder::newest_then_oldest};
     Instance* kept(int cell, const char* name, int param = 0) {
         Instance* i = b.inst(b.top, cell, name, param);
         i->set_kept(true);
@@ -120,7 +121,7 @@ TEST_F(Grouping, GateTreeOrdersBySizeAndReversesEqualSizesTwice) {
 TEST_F(Grouping, EveryTreeCellIsSortedAndOnlyThose) {
     for (int cell :
          {CELL_AND, CELL_NAND, CELL_OR, CELL_NOR, CELL_AOI, CELL_OAI, CELL_EOR, CELL_ENOR}) {
-        HierBuilder hb;
+        DesignBuilder hb{RingOrder::newest_then_oldest};
         Instance* x = hb.inst(hb.top, cell, "x", 3);
         Instance* y = hb.inst(hb.top, cell, "y", 2);
         x->set_kept(true);

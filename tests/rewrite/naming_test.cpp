@@ -7,25 +7,26 @@
 #include <vector>
 
 #include "rewrite/grouping.h"
-#include "tests/rewrite/hier_builder.h"
+#include "tests/support/design_builder.h"
 
 namespace vorp {
 namespace {
 
-using test::HierBuilder;
+using test::DesignBuilder;
 using test::names_of_chain;
+using test::RingOrder;
 using Names = std::vector<std::string>;
 
 // ---- make_name ----
 
 TEST(MakeName, ModuleCopyFormPutsADashBetweenBaseAndNumber) {
-    HierBuilder b;
+    DesignBuilder b{RingOrder::newest_then_oldest};
     EXPECT_STREQ(make_name(b.d, "half", 1, NAME_MODULE_COPY), "half-1");
     EXPECT_STREQ(make_name(b.d, "inv-", 12, NAME_MODULE_COPY), "inv--12");
 }
 
 TEST(MakeName, OtherFormsAppendTheDigitsDirectly) {
-    HierBuilder b;
+    DesignBuilder b{RingOrder::newest_then_oldest};
     EXPECT_STREQ(make_name(b.d, "inv-", 1, NAME_CELL), "inv-1");
     EXPECT_STREQ(make_name(b.d, "in", 3, NAME_NEW_PORT), "in3");
     EXPECT_STREQ(make_name(b.d, "out", 0, NAME_NEW_PORT), "out0");
@@ -34,7 +35,7 @@ TEST(MakeName, OtherFormsAppendTheDigitsDirectly) {
 }
 
 TEST(MakeName, EveryCallGivesAFreshString) {
-    HierBuilder b;
+    DesignBuilder b{RingOrder::newest_then_oldest};
     char* a = make_name(b.d, "inv-", 7, NAME_CELL);
     char* c = make_name(b.d, "inv-", 7, NAME_CELL);
     EXPECT_NE(a, c);
@@ -45,7 +46,7 @@ TEST(MakeName, EveryCallGivesAFreshString) {
 // ---- instance numbering ----
 
 struct Naming : ::testing::Test {
-    HierBuilder b;
+    DesignBuilder b{RingOrder::newest_then_oldest};
     Instance* kept(Module* m, int cell, const char* name, int param = 0) {
         Instance* i = b.inst(m, cell, name, param);
         i->set_kept(true);
@@ -394,7 +395,7 @@ namespace {
 // The last number below the limit is still given; the next one ends the
 // run with status 1 and prints nothing.
 TEST(NamingLimit, NumberingStopsSilentlyAtTenMillion) {
-    test::HierBuilder b;
+    test::DesignBuilder b{test::RingOrder::newest_then_oldest};
     Instance* first = b.inst(b.top, CELL_NAND, "x", 2);
     Instance* second = b.inst(b.top, CELL_NAND, "y", 2);
     first->next = nullptr;

@@ -9,12 +9,13 @@
 
 #include "netlist/reader.h"
 #include "rewrite/inverter_insertion.h"
-#include "tests/rewrite/hier_builder.h"
+#include "tests/support/design_builder.h"
 
 namespace vorp {
 namespace {
 
-using test::HierBuilder;
+using test::DesignBuilder;
+using test::RingOrder;
 
 std::vector<Node*> chain(Node* n) {
     std::vector<Node*> out;
@@ -29,7 +30,7 @@ std::vector<NetPiece*> children(const NetPiece* p) {
 
 // top holds a1 (module A, which holds b1 of module B) and c1 (module C).
 struct Tree : ::testing::Test {
-    HierBuilder b;
+    DesignBuilder b{RingOrder::newest_then_oldest};
     Module* top = b.top;
     Module* A = b.sub(top, "A", "a1");
     Module* B = b.sub(A, "B", "b1");
@@ -149,7 +150,7 @@ TEST_F(Tree, OnABusEveryPossibleDriverJoinsThePlacement) {
     insert_inverter(b.d, n);
     EXPECT_EQ(B->insts->cell(), CELL_INV);
 
-    HierBuilder other;
+    DesignBuilder other{RingOrder::newest_then_oldest};
     Module* top2 = other.top;
     Module* a2 = other.sub(top2, "A", "a1");
     Module* c2 = other.sub(top2, "C", "c1");
@@ -360,7 +361,7 @@ TEST_F(Tree, PortNodesDriveWhenTheyBringTheSignalIn) {
     Instance* out = b.port(B, "o", KW_OUTPUT);
     Instance* glob = b.port(B, "g", KW_GLOBAL);
     for (Instance* p : {out, in, glob}) {
-        HierBuilder hb;
+        DesignBuilder hb{RingOrder::newest_then_oldest};
         Net* net = hb.net(hb.top);
         Instance* port = hb.port(hb.top, p->name, p->pin_type());
         Instance* g = hb.inst(hb.top, CELL_NAND, "g", 2);
@@ -374,7 +375,7 @@ TEST_F(Tree, PortNodesDriveWhenTheyBringTheSignalIn) {
     for (int type : std::vector<int>{KW_OUTPUT, KW_OUTPUT_CONNECTED, KW_TRISTATE,
                                      KW_TRISTATE_CONNECTED, KW_BIDIRECT, KW_BIDIRECT_CONNECTED,
                                      KW_INPUT, KW_GLOBAL, CELL_SUBMODULE}) {
-        HierBuilder hb;
+        DesignBuilder hb{RingOrder::newest_then_oldest};
         Net* net = hb.net(hb.top);
         Instance* g = hb.inst(hb.top, CELL_NAND, "g", 2);
         Node* x = hb.pin(net, g, "x", type);
@@ -552,7 +553,7 @@ namespace {
 // ---- lookups and tree building checked against direct walks ----
 
 TEST(FirstInstanceByName, AnswersAsAWalkFromTheHeadWhileInstancesArePushedThere) {
-    HierBuilder b;
+    DesignBuilder b{RingOrder::newest_then_oldest};
     const char* names[] = {"u1", "u2", "u3", nullptr, "high-"};
     std::mt19937 rng(7);
     FirstInstanceByName index;
@@ -571,7 +572,7 @@ TEST(FirstInstanceByName, AnswersAsAWalkFromTheHeadWhileInstancesArePushedThere)
 }
 
 TEST(FirstInstanceByName, AModuleWithoutInstancesFindsThemOncePushed) {
-    HierBuilder b;
+    DesignBuilder b{RingOrder::newest_then_oldest};
     FirstInstanceByName index;
     EXPECT_EQ(index.find("x", *b.top), nullptr);
     Instance* x = b.inst(b.top, CELL_INV, "x");
@@ -656,7 +657,7 @@ std::string shape(const NetPiece* p) {
 TEST(PieceTree, RandomNetsGiveTheTreesOfTheDirectWalk) {
     std::mt19937 rng(11);
     for (int trial = 0; trial < 200; ++trial) {
-        HierBuilder b;
+        DesignBuilder b{RingOrder::newest_then_oldest};
         std::vector<Module*> modules{b.top};
         for (int i = 0; i < 12; ++i) {
             Module* parent = modules[rng() % modules.size()];
@@ -716,7 +717,7 @@ TEST(PieceTree, RandomDirectionsMatchTheMarkingFromEveryDriver) {
     std::mt19937 rng(5);
     const int types[] = {KW_INPUT, KW_OUTPUT, KW_TRISTATE, KW_INPUT_CONNECTED, CELL_SUBMODULE};
     for (int trial = 0; trial < 300; ++trial) {
-        HierBuilder b;
+        DesignBuilder b{RingOrder::newest_then_oldest};
         std::vector<Module*> modules{b.top};
         for (int i = 0; i < 10; ++i) {
             Module* parent = modules[rng() % modules.size()];

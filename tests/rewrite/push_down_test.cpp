@@ -6,13 +6,14 @@
 #include <vector>
 
 #include "db/lists.h"
-#include "tests/rewrite/hier_builder.h"
+#include "tests/support/design_builder.h"
 
 namespace vorp {
 namespace {
 
-using test::HierBuilder;
+using test::DesignBuilder;
 using test::names_of_chain;
+using test::RingOrder;
 using Names = std::vector<std::string>;
 
 std::vector<Net*> nets_of(const Module& m) {
@@ -30,7 +31,7 @@ std::vector<Node*> chain(Node* n) {
 // after flattening every component sits in the top's list while keeping its
 // owner, and the sub-module instances wait in `flattened`.
 struct PushDown : ::testing::Test {
-    HierBuilder b;
+    DesignBuilder b{RingOrder::newest_then_oldest};
     Module* top = b.top;
     Module* S = b.sub(top, "S", "s1");
     Module* T = b.sub(S, "T", "t1");
