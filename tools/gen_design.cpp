@@ -263,44 +263,51 @@ int usage() {
     return 2;
 }
 
-}  // namespace
+// A profile turns on its extras: "full" all but the black box and the
+// reference module, "all" every one, otherwise each extra it names.
+void set_profile(Options& opt, const std::string& p) {
+    const bool full = p == "full" || p == "all";
+    opt.pcd = p == "all" || p.find("pcd") != std::string::npos;
+    opt.ref = p == "all" || p.find("ref") != std::string::npos;
+    opt.tristate = full || p.find("tri") != std::string::npos;
+    opt.power = full || p.find("power") != std::string::npos;
+    opt.scan = full || p.find("scan") != std::string::npos;
+}
 
-int main(int argc, char** argv) {
-    Options opt;
-    for (int i = 1; i < argc; ++i) {
-        const std::string a = argv[i];
-        if (i + 1 >= argc) return usage();
-        const char* v = argv[++i];
-        if (a == "--out")
-            opt.out = v;
-        else if (a == "--seed")
-            opt.seed = std::strtoull(v, nullptr, 10);
-        else if (a == "--cells")
-            opt.cells = std::strtol(v, nullptr, 10);
-        else if (a == "--depth")
-            opt.depth = std::max(1, std::atoi(v));
-        else if (a == "--fanout")
-            opt.fanout = std::max(1, std::atoi(v));
-        else if (a == "--types")
-            opt.types = std::max(1, std::atoi(v));
-        else if (a == "--profile") {
-            const std::string p = v;
-            const bool full = p == "full" || p == "all";
-            opt.pcd = p == "all" || p.find("pcd") != std::string::npos;
-            opt.ref = p == "all" || p.find("ref") != std::string::npos;
-            opt.tristate = full || p.find("tri") != std::string::npos;
-            opt.power = full || p.find("power") != std::string::npos;
-            opt.scan = full || p.find("scan") != std::string::npos;
-        } else if (a == "--top")
-            opt.top = v;
-        else
-            return usage();
+// One option and its value; false for an unknown option.
+bool set_option(Options& opt, const std::string& a, const char* v) {
+    if (a == "--out")
+        opt.out = v;
+    else if (a == "--seed")
+        opt.seed = std::strtoull(v, nullptr, 10);
+    else if (a == "--cells")
+        opt.cells = std::strtol(v, nullptr, 10);
+    else if (a == "--depth")
+        opt.depth = std::max(1, std::atoi(v));
+    else if (a == "--fanout")
+        opt.fanout = std::max(1, std::atoi(v));
+    else if (a == "--types")
+        opt.types = std::max(1, std::atoi(v));
+    else if (a == "--profile")
+        set_profile(opt, v);
+    else if (a == "--top")
+        opt.top = v;
+    else
+        return false;
+    return true;
+}
+
+// Every option takes a value; false when one is missing or unknown, or when
+// no output directory is given.
+bool parse_options(int argc, char** argv, Options& opt) {
+    for (int i = 1; i < argc; i += 2) {
+        if (i + 1 >= argc || !set_option(opt, argv[i], argv[i + 1])) return false;
     }
-    if (opt.out.empty()) return usage();
-    ::mkdir(opt.out.c_str(), 0777);
-    Rng rng{opt.seed * 0x2545f4914f6cdd1dull + 17};
+    return !opt.out.empty();
+}
 
-    // Module types by level; level 0 is the top alone.
+// Module types by level; level 0 is the top alone.
+std::vector<std::vector<ModuleType>> make_levels(Rng& rng, const Options& opt) {
     std::vector<std::vector<ModuleType>> levels(static_cast<std::size_t>(opt.depth));
     for (int level = 0; level < opt.depth; ++level) {
         const int count = level == 0 ? 1 : opt.types;
@@ -317,66 +324,110 @@ int main(int argc, char** argv) {
             levels[static_cast<std::size_t>(level)].push_back(m);
         }
     }
-    // Instances per module at each level, to spread the cells evenly.
+    return levels;
+}
+
+// Gates per module: the cells spread evenly over the instances of every
+// level.
+long gates_per_module(const Options& opt) {
     double instances = 0, per_level = 1;
     for (int level = 0; level < opt.depth; ++level, per_level *= opt.fanout) instances += per_level;
-    const long gates = std::max(4L, static_cast<long>(opt.cells / instances));
+    return std::max(4L, static_cast<long>(opt.cells / instances));
+}
 
-    // Leaves that vorp never changes: a PCD black box and a reference module.
-    std::vector<ModuleType> leaves;
-    auto leaf = [&](const char* name, bool clock) {
-        ModuleType m;
-        m.name = name;
-        m.level = opt.depth;
-        for (int i = 0; i < 3; ++i) m.inputs.push_back("a" + std::to_string(i));
-        for (int i = 0; i < 2; ++i) m.outputs.push_back("y" + std::to_string(i));
-        m.has_clock = clock;
-        leaves.push_back(m);
-    };
+// A leaf below the deepest level, with three inputs and two outputs.
+ModuleType leaf_type(const Options& opt, const char* name, bool clock) {
+    ModuleType m;
+    m.name = name;
+    m.level = opt.depth;
+    for (int i = 0; i < 3; ++i) m.inputs.push_back("a" + std::to_string(i));
+    for (int i = 0; i < 2; ++i) m.outputs.push_back("y" + std::to_string(i));
+    m.has_clock = clock;
+    return m;
+}
+
+bool write_black_box(const Options& opt, const ModuleType& bb) {
+    std::string text = "(def-module " + bb.name + "\n";
+    for (const std::string& in : bb.inputs) text += " (def-pin " + in + " type input)\n";
+    for (const std::string& out : bb.outputs) text += " (def-pin " + out + " type output)\n";
+    if (write_text(opt.out + "/" + bb.name + ".pcd", text + ")\n")) return true;
+    std::fprintf(stderr, "gen_design: cannot write %s\n", opt.out.c_str());
+    return false;
+}
+
+bool write_reference(Rng& rng, const Options& opt, const ModuleType& ref) {
+    ::mkdir((opt.out + "/ref").c_str(), 0777);
+    const std::vector<ModuleType> none;
+    ModuleWriter writer(rng, opt, ref, none, 12);
+    if (write_text(opt.out + "/ref/" + ref.name + ".nld", writer.build())) return true;
+    std::fprintf(stderr, "gen_design: cannot write %s/ref\n", opt.out.c_str());
+    return false;
+}
+
+// Leaves that vorp never changes: a PCD black box and a reference module,
+// each written as it is made; false when one cannot be written.
+bool make_leaves(Rng& rng, const Options& opt, std::vector<ModuleType>& leaves) {
     if (opt.pcd) {
-        leaf("bb", false);
-        std::string text = "(def-module bb\n";
-        for (const std::string& in : leaves.back().inputs)
-            text += " (def-pin " + in + " type input)\n";
-        for (const std::string& out : leaves.back().outputs)
-            text += " (def-pin " + out + " type output)\n";
-        if (!write_text(opt.out + "/bb.pcd", text + ")\n")) {
-            std::fprintf(stderr, "gen_design: cannot write %s\n", opt.out.c_str());
-            return 1;
-        }
+        leaves.push_back(leaf_type(opt, "bb", false));
+        if (!write_black_box(opt, leaves.back())) return false;
     }
     if (opt.ref) {
-        leaf("rmod", true);
-        ::mkdir((opt.out + "/ref").c_str(), 0777);
-        const std::vector<ModuleType> none;
-        ModuleWriter writer(rng, opt, leaves.back(), none, 12);
-        if (!write_text(opt.out + "/ref/rmod.nld", writer.build())) {
-            std::fprintf(stderr, "gen_design: cannot write %s/ref\n", opt.out.c_str());
-            return 1;
-        }
+        leaves.push_back(leaf_type(opt, "rmod", true));
+        if (!write_reference(rng, opt, leaves.back())) return false;
     }
+    return true;
+}
 
+// The instances of a module at `level`: `fanout` random types of the next
+// level, then each leaf by chance.
+std::vector<ModuleType> pick_children(Rng& rng, const Options& opt,
+                                      const std::vector<std::vector<ModuleType>>& levels, int level,
+                                      const std::vector<ModuleType>& leaves) {
+    std::vector<ModuleType> children;
+    if (level + 1 < opt.depth) {
+        const auto& next = levels[static_cast<std::size_t>(level + 1)];
+        for (int i = 0; i < opt.fanout; ++i)
+            children.push_back(
+                next[static_cast<std::size_t>(rng.below(static_cast<int>(next.size())))]);
+    }
+    for (const ModuleType& l : leaves)
+        if (rng.chance(60)) children.push_back(l);
+    return children;
+}
+
+bool write_modules(Rng& rng, const Options& opt, const std::vector<std::vector<ModuleType>>& levels,
+                   const std::vector<ModuleType>& leaves) {
+    const long gates = gates_per_module(opt);
     for (int level = 0; level < opt.depth; ++level) {
         for (const ModuleType& m : levels[static_cast<std::size_t>(level)]) {
-            std::vector<ModuleType> children;
-            if (level + 1 < opt.depth) {
-                const auto& next = levels[static_cast<std::size_t>(level + 1)];
-                for (int i = 0; i < opt.fanout; ++i)
-                    children.push_back(
-                        next[static_cast<std::size_t>(rng.below(static_cast<int>(next.size())))]);
-            }
-            for (const ModuleType& l : leaves)
-                if (rng.chance(60)) children.push_back(l);
+            const std::vector<ModuleType> children = pick_children(rng, opt, levels, level, leaves);
             ModuleWriter writer(rng, opt, m, children, gates);
             if (!write_text(opt.out + "/" + m.name + ".nld", writer.build())) {
                 std::fprintf(stderr, "gen_design: cannot write %s\n", opt.out.c_str());
-                return 1;
+                return false;
             }
         }
     }
+    return true;
+}
+
+void print_words(const Options& opt) {
     if (opt.ref)
         std::printf("%s %s -r %s/ref\n", opt.top.c_str(), opt.out.c_str(), opt.out.c_str());
     else
         std::printf("%s %s\n", opt.top.c_str(), opt.out.c_str());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options opt;
+    if (!parse_options(argc, argv, opt)) return usage();
+    ::mkdir(opt.out.c_str(), 0777);
+    Rng rng{opt.seed * 0x2545f4914f6cdd1dull + 17};
+    const auto levels = make_levels(rng, opt);
+    std::vector<ModuleType> leaves;
+    if (!make_leaves(rng, opt, leaves) || !write_modules(rng, opt, levels, leaves)) return 1;
+    print_words(opt);
     return 0;
 }
