@@ -25,6 +25,7 @@ demo: build
 	./$(BUILD)/vorp $$(cat examples/args) -w demo-out
 	@echo "--- written to demo-out:" && ls -l demo-out
 
+# Generated designs and real circuits timed stage by stage (bench/README.md).
 bench: build
 	./bench/run.sh $(BUILD)
 

@@ -1,26 +1,138 @@
 #!/usr/bin/env bash
 # Benchmark: generated designs of about 10 thousand, 100 thousand and one
-# million cells, timed stage by stage; with yosys installed, the ratio of
-# vorp's whole run to yosys reading, flattening and writing the same design.
+# million cells, and real circuits mapped to simple gates, timed stage by
+# stage; with yosys installed, the ratio of yosys reading, flattening and
+# writing the same design to vorp's whole run; with yosys-abc installed, the
+# ratio of vorp's whole run to ABC merely reading the same netlist.
+# bench/README.md explains every column.
 #   bench/run.sh <build_dir>
-# Environment: BENCH_SIZES (cell counts), BENCH_TIMEOUT (seconds per run),
-# BENCH_DIR (where designs go; default <build_dir>/bench-data).
+# Environment: BENCH_SIZES (cell counts), BENCH_TIMEOUT (seconds per run on
+# a generated design), BENCH_DIR (where designs go; default
+# <build_dir>/bench-data), BENCH_CIRCUITS (circuits of bench/circuits/iwls05;
+# empty for none), BENCH_CIRCUIT_TIMEOUT (seconds per run on a circuit).
 set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
 build=${1:-build}
 sizes=${BENCH_SIZES:-"10000 100000 1000000"}
 limit=${BENCH_TIMEOUT:-1800}
 data=${BENCH_DIR:-$build/bench-data}
+circuits=${BENCH_CIRCUITS-"des_perf RISC ethernet"}
+circuit_limit=${BENCH_CIRCUIT_TIMEOUT:-300}
+# The fixed mapping of a circuit to simple gates; a mapping made with
+# another recipe or from another file is made again.
+recipe="abc -g AND,OR,XOR; opt_clean"
 mkdir -p "$data"
 
 stages=$build/bench/vorp_stages
 gen=$build/tools/gen_design
 export_v=$build/tools/nld2verilog
+to_nld=$build/tools/verilog2nld
+have() { command -v "$1" > /dev/null; }
+now() { date +%s.%N; }
 
-printf '%-9s %9s %9s %8s %7s %7s %7s %7s %7s %8s %8s %9s %7s %7s %7s\n' \
-  cells pins in_MB read_s flat_s reduce_s rewr_s write_s total_s peak_MB us/cell \
-  read_MB/s wr_MB/s yosys_s ratio
-for size in $sizes; do
-  dir=$data/d$size
+# Seconds that yosys takes to read, flatten and write the design of the
+# words, or "-" without yosys, ">limit" when it does not finish.
+yosys_seconds() {
+  local dir=$1 limit=$2; shift 2
+  have yosys || { echo -; return; }
+  "$export_v" -o "$dir/design.v" -l "$dir/cells.v" "$@" 2> /dev/null || { echo failed; return; }
+  local start; start=$(now)
+  if timeout "$limit" yosys -q -p "read_verilog $dir/cells.v $dir/design.v; hierarchy -top $1;
+      flatten; write_verilog -noattr $dir/flat.v" > /dev/null 2>&1; then
+    echo "$(now) - $start" | bc -l
+  else
+    echo ">$limit"
+  fi
+}
+
+# Seconds that ABC takes to read a Verilog netlist and print its size, or
+# "-" without yosys-abc or without the netlist, ">limit" when it does not
+# finish, "failed" when it cannot read it.
+abc_seconds() {
+  local netlist=$1 limit=$2
+  { have yosys-abc && [ -f "$netlist" ]; } || { echo -; return; }
+  local start; start=$(now)
+  if ! timeout "$limit" yosys-abc -c "read $netlist; print_stats" > "$netlist.abc-log" 2>&1; then
+    echo ">$limit"
+  elif ! grep -q 'i/o =' "$netlist.abc-log"; then
+    echo failed
+  else
+    echo "$(now) - $start" | bc -l
+  fi
+}
+
+# A flat netlist of a generated design that ABC reads, kept beside the
+# design: processes made into registers, each tristate bus into a
+# multiplexer, cells into simple gates, undefined values into 0.
+abc_netlist_of_generated() {
+  local dir=$1 top=$2
+  { have yosys && have yosys-abc; } || return 0
+  [ -f "$dir/abc.v" ] && return 0
+  if timeout "$limit" yosys -q -p "read_verilog $dir/cells.v $dir/design.v; hierarchy -top $top;
+      proc; flatten; tribuf -merge -logic; techmap; setundef -zero; opt_clean;
+      write_verilog -noattr $dir/abc.v.tmp" > /dev/null 2>&1; then
+    mv "$dir/abc.v.tmp" "$dir/abc.v"
+  fi
+}
+
+# Maps circuit <name> to simple gates once: <dir>/<name>.v (gates as
+# instances, for verilog2nld), <dir>/<name>.abc.v (the same gates as
+# expressions, for ABC) and the NLD files in <dir>/nld. Returns 1 when the
+# mapping or the conversion fails.
+map_circuit() {
+  local name=$1 dir=$2 aig=$here/circuits/iwls05/$1.aig
+  local key; key="$recipe $(cksum < "$aig")"
+  [ -f "$dir/.mapped" ] && [ "$(cat "$dir/.mapped")" = "$key" ] && return 0
+  have yosys || return 1
+  rm -rf "$dir" && mkdir -p "$dir/nld"
+  yosys -q -p "read_aiger -module_name $name $aig; $recipe;
+      write_verilog -noexpr -noattr $dir/$name.v; write_verilog -noattr $dir/$name.abc.v" \
+      > "$dir/map.log" 2>&1 || return 1
+  "$to_nld" -o "$dir/nld" "$dir/$name.v" 2> "$dir/convert.log" || return 1
+  echo "$key" > "$dir/.mapped"
+}
+
+header() {
+  printf '%-14s %8s %9s %6s %7s %7s %8s %7s %7s %8s %7s %7s %9s %7s %8s %8s %7s %8s\n' \
+    design cells pins in_MB read_s flat_s reduce_s rewr_s write_s total_s peak_MB us/cell \
+    read_MB/s wr_MB/s yosys_s yos/vorp abc_s vorp/abc
+}
+
+# row <label> <dir> <limit> <input bytes> <yosys seconds> <abc seconds> <vorp words...>:
+# runs vorp_stages into <dir>/out and prints one table line.
+row() {
+  local label=$1 dir=$2 limit=$3 in_bytes=$4 yosys_s=$5 abc_s=$6; shift 6
+  rm -rf "$dir/out" && mkdir -p "$dir/out"
+  local line code=0
+  line=$(timeout "$limit" "$stages" "$@" -w "$dir/out") || code=$?
+  if [ $code = 124 ]; then
+    printf '%-14s did not finish within %ss\n' "$label" "$limit"
+    return
+  elif [ $code != 0 ]; then
+    printf '%-14s vorp_stages failed (status %s)\n' "$label" "$code"
+    return
+  fi
+  local cells pins rd fl re rw wr tot peak status
+  read -r cells pins rd fl re rw wr tot peak status <<< "$line"
+  if [ "$status" != 0 ]; then
+    printf '%-14s vorp ended with status %s\n' "$label" "$status"
+    return
+  fi
+  local out_bytes; out_bytes=$(cat "$dir"/out/* 2> /dev/null | wc -c)
+  awk -v label="$label" -v c="$cells" -v p="$pins" -v ib="$in_bytes" -v ob="$out_bytes" \
+      -v rd="$rd" -v fl="$fl" -v re="$re" -v rw="$rw" -v wr="$wr" -v tot="$tot" \
+      -v peak="$peak" -v ys="$yosys_s" -v as="$abc_s" '
+    function seconds(s) { return s ~ /^[0-9.]+$/ ? sprintf("%.2f", s) : s }
+    function ratio(a, b) { return a ~ /^[0-9.]+$/ && b ~ /^[0-9.]+$/ && b > 0 ? sprintf("%.1f", a / b) : "-" }
+    BEGIN {
+    printf "%-14s %8d %9d %6.2f %7.2f %7.2f %8.2f %7.2f %7.2f %8.2f %7.1f %7.2f %9.0f %7.0f %8s %8s %7s %8s\n",
+      label, c, p, ib / 1e6, rd, fl, re, rw, wr, tot, peak / 1024, tot / c * 1e6,
+      (rd > 0 ? ib / 1e6 / rd : 0), (wr > 0 ? ob / 1e6 / wr : 0),
+      seconds(ys), ratio(ys, tot), seconds(as), ratio(tot, as) }'
+}
+
+generated() {
+  local size=$1 dir=$data/d$1
   if [ ! -f "$dir/.words" ]; then
     rm -rf "$dir" && mkdir -p "$dir"
     # Several hundred module copies a few levels deep, registers, clocks,
@@ -28,31 +140,27 @@ for size in $sizes; do
     "$gen" --out "$dir/in" --seed 7 --cells "$size" --depth 4 --fanout 6 --types 3 \
       --profile full > "$dir/.words"
   fi
-  read -r -a words < "$dir/.words"
-  rm -rf "$dir/out" && mkdir -p "$dir/out"
-  in_bytes=$(cat "$dir"/in/* | wc -c)
-  if ! line=$(timeout "$limit" "$stages" "${words[@]}" -w "$dir/out"); then
-    printf '%-9s %s\n' "~$size" "did not finish within ${limit}s"
-    continue
+  local words; read -r -a words < "$dir/.words"
+  local in_bytes; in_bytes=$(cat "$dir"/in/* | wc -c)
+  local yosys_s; yosys_s=$(yosys_seconds "$dir" "$limit" "${words[@]}")
+  abc_netlist_of_generated "$dir" "${words[0]}"
+  local abc_s; abc_s=$(abc_seconds "$dir/abc.v" "$limit")
+  row "gen $size" "$dir" "$limit" "$in_bytes" "$yosys_s" "$abc_s" "${words[@]}"
+}
+
+circuit() {
+  local name=$1 dir=$build/bench-circuits/$1
+  if ! map_circuit "$name" "$dir"; then
+    printf '%-14s mapping failed (yosys and %s needed; see %s)\n' "$name" "$to_nld" "$dir"
+    return
   fi
-  read -r cells pins rd fl re rw wr tot peak status <<< "$line"
-  out_bytes=$(cat "$dir"/out/* 2>/dev/null | wc -c)
-  yosys_s=-; ratio=-
-  if command -v yosys >/dev/null; then
-    "$export_v" -o "$dir/design.v" -l "$dir/cells.v" "${words[@]}"
-    start=$(date +%s.%N)
-    if timeout "$limit" yosys -q -p "read_verilog $dir/cells.v $dir/design.v; hierarchy -top ${words[0]}; flatten; write_verilog -noattr $dir/flat.v" >/dev/null 2>&1; then
-      yosys_s=$(echo "$(date +%s.%N) - $start" | bc -l)
-      ratio=$(echo "$yosys_s / $tot" | bc -l)
-    else
-      yosys_s=">$limit"
-    fi
-  fi
-  awk -v c="$cells" -v p="$pins" -v ib="$in_bytes" -v ob="$out_bytes" -v rd="$rd" -v fl="$fl" \
-      -v re="$re" -v rw="$rw" -v wr="$wr" -v tot="$tot" -v peak="$peak" -v ys="$yosys_s" \
-      -v ratio="$ratio" 'BEGIN {
-    printf "%-9d %9d %8.2f %7.2f %7.2f %8.2f %7.2f %7.2f %7.2f %8.1f %8.2f %9.0f %7.0f %7s %7s\n",
-      c, p, ib / 1e6, rd, fl, re, rw, wr, tot, peak / 1024, tot / c * 1e6,
-      (rd > 0 ? ib / 1e6 / rd : 0), (wr > 0 ? ob / 1e6 / wr : 0),
-      (ys == "-" ? "-" : sprintf("%.2f", ys)), (ratio == "-" ? "-" : sprintf("%.1f", ratio)) }'
-done
+  local in_bytes; in_bytes=$(cat "$dir"/nld/* | wc -c)
+  local yosys_s; yosys_s=$(yosys_seconds "$dir" "$circuit_limit" "$name" "$dir/nld")
+  local abc_s; abc_s=$(abc_seconds "$dir/$name.abc.v" "$circuit_limit")
+  row "$name" "$dir" "$circuit_limit" "$in_bytes" "$yosys_s" "$abc_s" "$name" "$dir/nld"
+  row "$name -a" "$dir" "$circuit_limit" "$in_bytes" "$yosys_s" "$abc_s" -a "$name" "$dir/nld"
+}
+
+header
+for size in $sizes; do generated "$size"; done
+for name in $circuits; do circuit "$name"; done
