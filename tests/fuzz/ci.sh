@@ -12,5 +12,5 @@ build="$root/build-fuzz"
 cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DCMAKE_CXX_COMPILER=clang++-14 -DCMAKE_C_COMPILER=clang-14 \
   -DVORP_FUZZ=ON -DVORP_TESTS=OFF
-cmake --build "$build" -j2 --target fuzz_reader fuzz_run fuzz_verilog fuzz_liberty
+cmake --build "$build" -j2 --target fuzz_reader fuzz_run fuzz_equal fuzz_verilog fuzz_liberty
 exec sh "$root/tests/fuzz/run.sh" "$build" "$seconds"

@@ -14,7 +14,7 @@ build=$(cd "$1" && pwd) || exit 2
 seconds=$2
 here=$(cd "$(dirname "$0")" && pwd)
 status=0
-for target in fuzz_reader fuzz_run fuzz_verilog fuzz_liberty; do
+for target in fuzz_reader fuzz_run fuzz_equal fuzz_verilog fuzz_liberty; do
   bin="$build/tests/fuzz/$target"
   if [ ! -x "$bin" ]; then
     echo "$target: not built in $build" >&2
