@@ -2,7 +2,9 @@
 // clusters, inversions moved across tristate buses, output complements, and
 // the settling of nets (exclusive-or absorption, driver polarity choice).
 // Every move is its own inverse; a trial that does not pay is undone by
-// applying it again.
+// applying it again. The state lives in reduction_state.cpp, the flips in
+// flips.cpp, settling in settling.cpp and clusters in clusters.cpp; flips
+// and clusters settle, settling calls neither.
 #pragma once
 
 #include <utility>
@@ -64,6 +66,12 @@ struct Reduction {
     int net_count(const Net* net) const;
     int net_load(const Net* net) const;
 };
+
+// Each member of group g, in chain order.
+template <class F>
+void for_each_member(Instance* g, F&& f) {
+    for (Instance* m = g; m; m = m->next_in_group) f(m);
+}
 
 void negate_node(Reduction& r, Node* n);
 void negate_net(Reduction& r, Net* net);
