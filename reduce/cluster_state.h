@@ -34,7 +34,8 @@ enum class ClusterSet { ALL, NO_XOR };
 enum class Mode;
 
 // Whether each cluster step compares its kept state with a rebuild from
-// nothing and with `build_clusters` (on in checked and debug builds).
+// nothing and with `build_clusters`: on for every group when a test asks,
+// for groups of up to two thousand members in checked and debug builds.
 void set_cluster_checks(bool on);
 bool cluster_checks();
 // How many steps were checked since the program started.
