@@ -103,6 +103,11 @@ inline bool is_gate(int cell) {
 inline bool is_and_or(int cell) {
     return cell >= CELL_AND && cell <= CELL_NOR;
 }
+// Gates that a flip of their own takes to their De Morgan dual: the and/or
+// family and the and-or-inverts (exclusive-or gates settle instead).
+inline bool flips_alone(int cell) {
+    return is_and_or(cell) || cell == CELL_AOI || cell == CELL_OAI;
+}
 inline bool is_constant(int cell) {
     return cell == CELL_HIGH || cell == CELL_LOW;
 }

@@ -21,7 +21,7 @@ bool in_cluster_set(int cell, ClusterSet set) {
 
 bool leads_candidate(int cell, ClusterSet set) {
     if (set == ClusterSet::ALL) return is_gate(cell);
-    return (cell >= CELL_AND && cell <= CELL_NOR) || cell == CELL_AOI || cell == CELL_OAI;
+    return flips_alone(cell);
 }
 
 bool all_gates_flippable(Instance* leader, Instance* Instance::*next) {

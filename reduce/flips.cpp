@@ -55,7 +55,7 @@ bool flip_instances(Reduction& r, Instance* g, Mode mode) {
     for_each_member(g, [&](Instance* m) {
         const int cell = m->cell();
         bool success = false;
-        if (is_and_or(cell) || cell == CELL_AOI || cell == CELL_OAI) {
+        if (flips_alone(cell)) {
             success = try_flip_instance(r, m, mode);
             if (success) m->toggle_dual();
         } else if (cell == CELL_TS_BUF) {

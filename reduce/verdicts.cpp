@@ -11,10 +11,6 @@ namespace vorp {
 
 namespace {
 
-bool flips_alone(int cell) {
-    return is_and_or(cell) || cell == CELL_AOI || cell == CELL_OAI;
-}
-
 void vote(int pol_a, int weight, int& straight, int& inverted) {
     if (pol_a == 1) straight += weight;
     if (pol_a == -1) inverted += weight;

@@ -18,15 +18,15 @@
 
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "tools/source_error.h"
+
 namespace vorp::liberty {
 
-struct LibertyError : std::runtime_error {
-    LibertyError(const std::string& file, int line, const std::string& what)
-        : std::runtime_error(file + ":" + std::to_string(line) + ": " + what) {}
+struct LibertyError : SourceError {
+    using SourceError::SourceError;
 };
 
 // A Boolean expression over pin and state names.

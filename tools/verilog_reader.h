@@ -10,15 +10,15 @@
 // Cost: linear in the size of the text.
 #pragma once
 
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "tools/source_error.h"
+
 namespace vorp::verilog {
 
-struct VerilogError : std::runtime_error {
-    VerilogError(const std::string& file, int line, const std::string& what)
-        : std::runtime_error(file + ":" + std::to_string(line) + ": " + what) {}
+struct VerilogError : SourceError {
+    using SourceError::SourceError;
 };
 
 // A declared range [msb:lsb]; `vector` false for a scalar.
