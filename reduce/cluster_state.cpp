@@ -41,10 +41,6 @@ void set_cluster_checks(bool on) {
     check_members = on ? SIZE_MAX : 0;
 }
 
-bool cluster_checks() {
-    return check_members > 0;
-}
-
 long cluster_checks_done() {
     return checks_done;
 }

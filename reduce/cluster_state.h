@@ -37,7 +37,6 @@ enum class Mode;
 // nothing and with `build_clusters`: on for every group when a test asks,
 // for groups of up to two thousand members in checked and debug builds.
 void set_cluster_checks(bool on);
-bool cluster_checks();
 // How many steps were checked since the program started.
 long cluster_checks_done();
 // Nets with more nodes than this keep one share per cluster and update only
