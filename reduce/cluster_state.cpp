@@ -461,21 +461,34 @@ void ClusterState::all_pieces(uint32_t root, std::vector<std::vector<uint32_t>>&
 // pieces move to their own roots. Each lost edge whose ends are still in the
 // cluster is searched from both ends; a search that exceeds its budget gives
 // way to one pass over the whole cluster.
+//
+// A piece that leaves can take away the only path between two parts of what
+// stays (a chain a-b-c that lost both edges keeps a and c once b leaves).
+// Every such part holds an end whose partner has left, so one last search
+// from all those ends finds them.
 void ClusterState::split(uint32_t root, const std::vector<uint32_t>& ends) {
     leader_[root] = NONE;
     touch(root);
     std::vector<std::vector<uint32_t>> small;
+    auto take = [&](const std::vector<uint32_t>& from) {
+        small.clear();
+        if (small_pieces(root, from, small)) {
+            detach(root, small);
+            return true;
+        }
+        small.clear();
+        all_pieces(root, small);
+        detach(root, small);
+        return false;
+    };
     for (std::size_t k = 0; k + 1 < ends.size(); k += 2) {
         if (label_[ends[k]] != root || label_[ends[k + 1]] != root) continue;
-        small.clear();
-        if (!small_pieces(root, {ends[k], ends[k + 1]}, small)) {
-            small.clear();
-            all_pieces(root, small);
-            detach(root, small);
-            return;
-        }
-        detach(root, small);
+        if (!take({ends[k], ends[k + 1]})) return;
     }
+    std::vector<uint32_t> orphans;
+    for (std::size_t k = 0; k < ends.size(); ++k)
+        if (label_[ends[k]] == root && label_[ends[k ^ 1]] != root) orphans.push_back(ends[k]);
+    if (orphans.size() > 1) take(orphans);
 }
 
 void ClusterState::detach(uint32_t root, const std::vector<std::vector<uint32_t>>& small) {
