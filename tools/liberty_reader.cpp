@@ -4,6 +4,9 @@
 #include <cctype>
 #include <cstdlib>
 #include <set>
+#include <string_view>
+
+#include "tools/source_cursor.h"
 
 namespace vorp::liberty {
 
@@ -26,7 +29,7 @@ bool is_punct(char c) {
 
 class Lexer {
    public:
-    Lexer(const std::string& file, const std::string& text) : file_(file), text_(text) {}
+    Lexer(const std::string& file, const std::string& text) : file_(file), src_{text} {}
     Token next();
     [[noreturn]] void fail(int line, const std::string& what) const {
         throw LibertyError(file_, line, what);
@@ -34,32 +37,24 @@ class Lexer {
 
    private:
     void skip_space_and_comments();
+    // A backslash before a line end: the line goes on.
+    bool continues_line() const { return src_.starts("\\\n") || src_.starts("\\\r"); }
     Token string();
 
     const std::string& file_;
-    const std::string& text_;
-    std::size_t at_ = 0;
-    int line_ = 1;
+    SourceCursor src_;
 };
 
 void Lexer::skip_space_and_comments() {
-    while (at_ < text_.size()) {
-        const char c = text_[at_];
-        if (c == '\n') {
-            ++line_, ++at_;
-        } else if (std::isspace(static_cast<unsigned char>(c))) {
-            ++at_;
-        } else if (c == '\\' && at_ + 1 < text_.size() &&
-                   (text_[at_ + 1] == '\n' || text_[at_ + 1] == '\r')) {
-            ++at_;  // a continuation: the line end that follows is space
-        } else if (text_.compare(at_, 2, "//") == 0) {
-            while (at_ < text_.size() && text_[at_] != '\n') ++at_;
-        } else if (text_.compare(at_, 2, "/*") == 0) {
-            const std::size_t close = text_.find("*/", at_ + 2);
-            if (close == std::string::npos) fail(line_, "comment not closed");
-            line_ += static_cast<int>(std::count(text_.begin() + static_cast<long>(at_),
-                                                 text_.begin() + static_cast<long>(close), '\n'));
-            at_ = close + 2;
+    std::string_view body;
+    while (!src_.done()) {
+        if (src_.skip_blank()) continue;
+        if (continues_line()) {
+            ++src_.at;  // a continuation: the line end that follows is space
+        } else if (src_.starts("//")) {
+            src_.skip_line_comment();
+        } else if (src_.starts("/*")) {
+            if (!src_.skip_bracketed("*/", body)) fail(src_.line, "comment not closed");
         } else {
             return;
         }
@@ -67,41 +62,38 @@ void Lexer::skip_space_and_comments() {
 }
 
 Token Lexer::string() {
-    Token t{Kind::String, "", line_};
-    for (++at_;; ++at_) {
-        if (at_ >= text_.size()) fail(t.line, "string not closed");
-        const char c = text_[at_];
+    Token t{Kind::String, "", src_.line};
+    for (++src_.at;; ++src_.at) {
+        if (src_.at >= src_.text.size()) fail(t.line, "string not closed");
+        const char c = src_.text[src_.at];
         if (c == '"') break;
-        if (c == '\n') ++line_;
-        if (c == '\\' && at_ + 1 < text_.size()) {
-            const char n = text_[++at_];
-            if (n == '\n') ++line_;
+        if (c == '\n') ++src_.line;
+        if (c == '\\' && src_.at + 1 < src_.text.size()) {
+            const char n = src_.text[++src_.at];
+            if (n == '\n') ++src_.line;
             if (n == '\n' || n == '\r') continue;  // continued on the next line
             t.text += n;
             continue;
         }
         t.text += c;
     }
-    ++at_;
+    ++src_.at;
     return t;
 }
 
 Token Lexer::next() {
     skip_space_and_comments();
-    if (at_ >= text_.size()) return Token{Kind::End, "", line_};
-    const char c = text_[at_];
+    if (src_.done()) return Token{Kind::End, "", src_.line};
+    const char c = src_.text[src_.at];
     if (c == '"') return string();
-    if (is_punct(c)) return Token{Kind::Punct, std::string(1, text_[at_++]), line_};
-    Token t{Kind::Word, "", line_};
-    while (at_ < text_.size()) {
-        const char w = text_[at_];
+    if (is_punct(c)) return Token{Kind::Punct, std::string(1, src_.text[src_.at++]), src_.line};
+    Token t{Kind::Word, "", src_.line};
+    while (src_.at < src_.text.size()) {
+        const char w = src_.text[src_.at];
         if (std::isspace(static_cast<unsigned char>(w)) || is_punct(w) || w == '"') break;
-        if (w == '\\' && at_ + 1 < text_.size() &&
-            (text_[at_ + 1] == '\n' || text_[at_ + 1] == '\r'))
-            break;
-        if (text_.compare(at_, 2, "/*") == 0 || text_.compare(at_, 2, "//") == 0) break;
+        if (continues_line() || src_.starts("/*") || src_.starts("//")) break;
         t.text += w;
-        ++at_;
+        ++src_.at;
     }
     return t;
 }

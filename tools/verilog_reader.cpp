@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cctype>
 #include <set>
+#include <string_view>
 #include <utility>
+
+#include "tools/source_cursor.h"
 
 namespace vorp::verilog {
 
@@ -46,10 +49,10 @@ const std::set<std::string>& unsupported_words() {
 
 class Lexer {
    public:
-    Lexer(const std::string& file, const std::string& text) : file_(file), text_(text) {}
+    Lexer(const std::string& file, const std::string& text) : file_(file), src_{text} {}
 
     Token next();
-    int line() const { return line_; }
+    int line() const { return src_.line; }
     // True once per (* blackbox *) attribute read since the last call.
     bool take_blackbox() { return std::exchange(blackbox_, false); }
     [[noreturn]] void fail(int line, const std::string& what) const {
@@ -61,31 +64,21 @@ class Lexer {
     Token number();
 
     const std::string& file_;
-    const std::string& text_;
-    std::size_t at_ = 0;
-    int line_ = 1;
+    SourceCursor src_;
     bool blackbox_ = false;
 };
 
 void Lexer::skip_space_and_comments() {
-    while (at_ < text_.size()) {
-        const char c = text_[at_];
-        if (c == '\n') {
-            ++line_, ++at_;
-        } else if (std::isspace(static_cast<unsigned char>(c))) {
-            ++at_;
-        } else if (text_.compare(at_, 2, "//") == 0) {
-            while (at_ < text_.size() && text_[at_] != '\n') ++at_;
-        } else if (text_.compare(at_, 2, "/*") == 0 || text_.compare(at_, 2, "(*") == 0) {
-            const bool attribute = text_[at_] == '(';
-            const int start = line_;
-            const std::size_t close = text_.find(attribute ? "*)" : "*/", at_ + 2);
-            if (close == std::string::npos)
-                fail(start, attribute ? "attribute not closed" : "comment not closed");
-            const std::string body = text_.substr(at_ + 2, close - at_ - 2);
-            line_ += static_cast<int>(std::count(body.begin(), body.end(), '\n'));
-            if (attribute && body.find("blackbox") != std::string::npos) blackbox_ = true;
-            at_ = close + 2;
+    std::string_view body;
+    while (!src_.done()) {
+        if (src_.skip_blank()) continue;
+        if (src_.starts("//")) {
+            src_.skip_line_comment();
+        } else if (src_.starts("/*")) {
+            if (!src_.skip_bracketed("*/", body)) fail(src_.line, "comment not closed");
+        } else if (src_.starts("(*")) {
+            if (!src_.skip_bracketed("*)", body)) fail(src_.line, "attribute not closed");
+            if (body.find("blackbox") != std::string_view::npos) blackbox_ = true;
         } else {
             return;
         }
@@ -93,14 +86,14 @@ void Lexer::skip_space_and_comments() {
 }
 
 Token Lexer::number() {
-    Token t{Kind::Number, "", false, line_};
+    Token t{Kind::Number, "", false, src_.line};
     auto take = [&](auto accept) {
-        while (at_ < text_.size() && accept(static_cast<unsigned char>(text_[at_])))
-            t.text += text_[at_++];
+        while (src_.at < src_.text.size() && accept(static_cast<unsigned char>(src_.text[src_.at])))
+            t.text += src_.text[src_.at++];
     };
     take([](unsigned char c) { return std::isdigit(c) || c == '_'; });
-    if (at_ < text_.size() && text_[at_] == '\'') {
-        t.text += text_[at_++];
+    if (src_.at < src_.text.size() && src_.text[src_.at] == '\'') {
+        t.text += src_.text[src_.at++];
         take([](unsigned char c) { return std::isalnum(c) || c == '_' || c == '?'; });
     }
     return t;
@@ -108,26 +101,28 @@ Token Lexer::number() {
 
 Token Lexer::next() {
     skip_space_and_comments();
-    if (at_ >= text_.size()) return Token{Kind::End, "", false, line_};
-    const unsigned char c = static_cast<unsigned char>(text_[at_]);
+    if (src_.done()) return Token{Kind::End, "", false, src_.line};
+    const unsigned char c = static_cast<unsigned char>(src_.text[src_.at]);
     if (c == '\\') {
-        Token t{Kind::Ident, "", true, line_};
-        ++at_;
-        while (at_ < text_.size() && !std::isspace(static_cast<unsigned char>(text_[at_])))
-            t.text += text_[at_++];
+        Token t{Kind::Ident, "", true, src_.line};
+        ++src_.at;
+        while (src_.at < src_.text.size() &&
+               !std::isspace(static_cast<unsigned char>(src_.text[src_.at])))
+            t.text += src_.text[src_.at++];
         return t;
     }
     if (std::isalpha(c) || c == '_' || c == '$') {
-        Token t{Kind::Ident, "", false, line_};
-        while (at_ < text_.size() && (std::isalnum(static_cast<unsigned char>(text_[at_])) ||
-                                      text_[at_] == '_' || text_[at_] == '$'))
-            t.text += text_[at_++];
+        Token t{Kind::Ident, "", false, src_.line};
+        while (src_.at < src_.text.size() &&
+               (std::isalnum(static_cast<unsigned char>(src_.text[src_.at])) ||
+                src_.text[src_.at] == '_' || src_.text[src_.at] == '$'))
+            t.text += src_.text[src_.at++];
         return t;
     }
     if (std::isdigit(c) || c == '\'') return number();
-    if (c == '`') fail(line_, "compiler directive is outside the supported subset");
-    ++at_;
-    return Token{Kind::Punct, std::string(1, static_cast<char>(c)), false, line_};
+    if (c == '`') fail(src_.line, "compiler directive is outside the supported subset");
+    ++src_.at;
+    return Token{Kind::Punct, std::string(1, static_cast<char>(c)), false, src_.line};
 }
 
 // A decimal number of at most nine digits ('_' ignored), else an error.
