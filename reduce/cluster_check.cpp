@@ -5,6 +5,8 @@
 #include <string>
 
 #include "reduce/cluster_state.h"
+#include "reduce/kept_state.h"
+#include "reduce/literal_reduction.h"
 #include "reduce/moves.h"
 
 namespace vorp {
@@ -29,7 +31,7 @@ void ClusterState::check(Reduction& r) {
         if (to_fresh[a] == NONE && to_kept[b] == NONE) to_fresh[a] = b, to_kept[b] = a;
         if (to_fresh[a] != b || to_kept[b] != a) fail("partition at member " + std::to_string(p));
     }
-    const Reduction::Measure before{r.tally.count(), r.tally.load()};
+    const Reduction::Measure before{r.kept->tally.count(), r.kept->tally.load()};
     for (uint32_t a = 0; a < count; ++a) {
         if (!alive_[a]) continue;
         const uint32_t b = to_fresh[a];
@@ -45,7 +47,8 @@ void ClusterState::check(Reduction& r) {
         r.quiet = true;
         for (uint32_t x : members_of(a))
             if (gate_[x]) flip_instance(r, member_[x]);
-        const Delta flipped{r.tally.count() - before.count, r.tally.load() - before.load};
+        const Delta flipped{r.kept->tally.count() - before.count,
+                            r.kept->tally.load() - before.load};
         for (uint32_t x : members_of(a))
             if (gate_[x]) flip_instance(r, member_[x]);
         r.quiet = false;

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "db/lists.h"
+#include "reduce/kept_state.h"
 #include "reduce/moves.h"
 
 namespace vorp {
@@ -133,7 +134,7 @@ void ClusterState::index_members(Instance* g) {
 }
 
 void ClusterState::index_nets(Reduction& r) {
-    grow_to(net_local_, r.tally.nets());
+    grow_to(net_local_, r.kept->tally.nets());
     std::vector<uint32_t> capacity;
     for (uint32_t p = 0; p < member_.size(); ++p) {
         for_each_in_ring(member_[p]->node, [&](Node* n) {

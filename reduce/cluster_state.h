@@ -26,11 +26,11 @@
 
 #include "db/design.h"
 #include "reduce/counting.h"
+#include "reduce/reduction_path.h"
 
 namespace vorp {
 
 struct Reduction;
-enum class ClusterSet { ALL, NO_XOR };
 enum class Mode;
 
 // Whether each cluster step compares its kept state with a rebuild from

@@ -1,6 +1,6 @@
-// Flips of one gate, of a whole group and of a tristate bus, and output
-// complements: each is its own inverse, so a trial that does not pay is
-// undone by applying it again.
+// Flips of one gate and of a tristate bus, and output complements: each is
+// its own inverse, so a trial that does not pay is undone by applying it
+// again. Both paths make these trials one instance at a time.
 #include <cstring>
 
 #include "db/lists.h"
@@ -18,6 +18,7 @@ int local_count(const Reduction& r, Instance* m, int (Reduction::*measure)(const
 
 }  // namespace
 
+// Any instance: no pin but its inputs on an irreversible net.
 bool is_flippable(const Instance* inst) {
     bool flippable = true;
     for_each_in_ring(inst->node, [&](const Node* n) {
@@ -26,6 +27,8 @@ bool is_flippable(const Instance* inst) {
     return flippable;
 }
 
+// A flippable instance: its input pins are negated, the nets of its other
+// pins whole.
 void flip_instance(Reduction& r, Instance* inst) {
     for_each_in_ring(inst->node, [&](Node* n) {
         if (n->pin_type() == KW_INPUT)
@@ -33,39 +36,6 @@ void flip_instance(Reduction& r, Instance* inst) {
         else
             negate_net(r, n->net);
     });
-}
-
-// A whole-group flip applies when every gate of the group may be flipped;
-// the kept verdicts answer for the group they cover.
-bool try_flip_group(Reduction& r, Instance* g, Mode mode) {
-    if (r.verdicts.covers(g)) return r.verdicts.try_flip_group(r, mode);
-    if (!all_gates_flippable(g, &Instance::next_in_group)) return false;
-    const auto before = r.measure(mode);
-    flip_gates(r, g, &Instance::next_in_group);
-    if (Reduction::accepts(mode, before, r.measure(mode))) return true;
-    flip_gates(r, g, &Instance::next_in_group);
-    return false;
-}
-
-// Each gate and tristate buffer of the group is tried alone, in chain order;
-// the kept verdicts answer for the group they cover.
-bool flip_instances(Reduction& r, Instance* g, Mode mode) {
-    if (r.verdicts.covers(g)) return r.verdicts.flip_instances(r, mode);
-    bool any = false;
-    for_each_member(g, [&](Instance* m) {
-        const int cell = m->cell();
-        bool success = false;
-        if (flips_alone(cell)) {
-            success = try_flip_instance(r, m, mode);
-            if (success) m->toggle_dual();
-        } else if (cell == CELL_TS_BUF) {
-            success = try_flip_tristate(r, m, mode);
-        }
-        if (!success) return;
-        any = true;
-        if (r.d.has_xor || r.d.opt_a) settle_instance_nets(r, m);
-    });
-    return any;
 }
 
 // A gate's dual flip applies when no non-input pin of it is on an
@@ -84,6 +54,7 @@ bool try_flip_instance(Reduction& r, Instance* m, Mode mode) {
     return false;
 }
 
+// Any instance.
 Node* first_pin_of_type(const Instance* m, int pin_type) {
     Node* found = nullptr;
     for_each_in_ring(m->node, [&](Node* n) {
@@ -92,6 +63,7 @@ Node* first_pin_of_type(const Instance* m, int pin_type) {
     return found;
 }
 
+// Any tristate buffer.
 Node* tristate_input(const Instance* buffer) {
     Node* in = nullptr;
     for_each_in_ring(buffer->node, [&](Node* p) {
@@ -100,6 +72,7 @@ Node* tristate_input(const Instance* buffer) {
     return in;
 }
 
+// Any tristate buffer: its bus is not irreversible.
 bool is_tristate_flippable(const Instance* m) {
     bool flippable = true;
     for_each_in_ring(m->node, [&](const Node* n) {
@@ -108,6 +81,8 @@ bool is_tristate_flippable(const Instance* m) {
     return flippable;
 }
 
+// A tristate buffer whose bus is not irreversible (without a bus pin it
+// changes nothing): the bus's loads and the inputs of its drivers flip.
 void flip_tristate(Reduction& r, Instance* m) {
     Node* bus_pin = first_pin_of_type(m, KW_TRISTATE);
     if (!bus_pin) return;
@@ -129,20 +104,6 @@ bool try_flip_tristate(Reduction& r, Instance* m, Mode mode) {
     if (Reduction::accepts(mode, before, r.measure(mode))) return true;
     flip_tristate(r, m);
     return false;
-}
-
-// Each and/or gate of the group gets its output complemented alone, in
-// chain order (with -a only); the kept verdicts answer for the group they
-// cover.
-bool complement_outputs(Reduction& r, Instance* g, Mode mode) {
-    if (r.verdicts.covers(g)) return r.verdicts.complement_outputs(r, mode);
-    bool any = false;
-    for_each_member(g, [&](Instance* m) {
-        if (!is_and_or(m->cell()) || !try_complement_output(r, m, mode)) return;
-        m->toggle_complement();
-        any = true;
-    });
-    return any;
 }
 
 // An output complement applies to a gate with an output pin whose net is

@@ -4,67 +4,44 @@
 // Every move is its own inverse; a trial that does not pay is undone by
 // applying it again. The state lives in reduction_state.cpp, the flips in
 // flips.cpp, settling in settling.cpp and clusters in clusters.cpp; flips
-// and clusters settle, settling calls neither.
+// and clusters settle, settling calls neither. These serve both paths; the
+// moves over a whole group and the building of clusters are the literal
+// path's (literal_reduction.h), which the fast path replaces by kept
+// verdicts and cluster states (fast_reduction.h).
 #pragma once
 
 #include <utility>
-#include <vector>
 
 #include "db/design.h"
-#include "reduce/cluster_state.h"
-#include "reduce/group_nets.h"
-#include "reduce/tally.h"
+#include "reduce/reduction_path.h"
 #include "reduce/termination.h"
-#include "reduce/verdicts.h"
 
 namespace vorp {
 
-// The run's state while reducing: the top module, the measures and the
-// termination guard. Every polarity change goes through `set_pols`.
-//
-// Until `index` is called every measure is a full recount and every group
-// walk goes over all nets of the top module, as the moves are defined; after
-// it, the measures are kept up to date per polarity change and group walks
-// go over the group's own nets. Both give the same values at every decision.
+struct KeptState;
+
+// The run's state while reducing: the top module, the path that measures and
+// walks, and the termination guard. Every polarity change goes through
+// `set_pols`.
 struct Reduction {
     Design& d;
     Module& top;
     Termination termination;
-    Tally tally = {};
-    GroupNets group_nets = {};
-    ClusterStates clusters = {};
-    GroupVerdicts verdicts = {};
-    // Check the kept verdicts after every group step.
-    bool check_state = false;
-    std::vector<Instance*> scratch = {};
-
-    // Nets whose polarities changed since they were last settled (indexed
-    // mode only). A trial that is undone need not be logged: `quiet`
-    // suspends this log and the cluster states' node logs.
-    enum : uint8_t { UNSETTLED = 1 };
-    std::vector<uint8_t> net_marks = {};
-    std::vector<Net*> unsettled = {};
-    bool settle_log_on = false;
+    ReductionPath& path;
+    // What the path keeps up to date per polarity change, if it keeps
+    // anything (told without a virtual call: there is one per node).
+    KeptState* kept = nullptr;
+    // A trial that is undone need not be logged: `quiet` suspends the kept
+    // state's logs.
     bool quiet = false;
 
-    // Call after `build_groups`.
-    void index();
-    bool indexed() const { return tally.started(); }
     void set_pols(Node* n, int a, int b);
-    void mark_changed(Net* net);
-    // Every net settled: from now on only logged nets need settling.
-    void start_settle_log();
 
-    // Whole-design measure (the load only in tie-break mode).
-    struct Measure {
-        int count = 0;
-        int load = 0;
-    };
-    Measure measure(Mode mode);
+    using Measure = vorp::Measure;
+    Measure measure(Mode mode) { return path.measure(*this, mode); }
     static bool accepts(Mode mode, const Measure& before, const Measure& after);
-    // One net's `net_inverters` and `net_inverted_load`.
-    int net_count(const Net* net) const;
-    int net_load(const Net* net) const;
+    int net_count(const Net* net) const { return path.net_count(*this, net); }
+    int net_load(const Net* net) const { return path.net_load(*this, net); }
 };
 
 // Each member of group g, in chain order.
@@ -78,8 +55,6 @@ void negate_net(Reduction& r, Net* net);
 
 bool is_flippable(const Instance* inst);
 void flip_instance(Reduction& r, Instance* inst);
-bool try_flip_group(Reduction& r, Instance* g, Mode mode);
-bool flip_instances(Reduction& r, Instance* g, Mode mode);
 bool try_flip_instance(Reduction& r, Instance* m, Mode mode);
 // The first pin of an instance (ring order) of a pin type, and a tristate
 // buffer's "in" pin; none when there is none.
@@ -88,12 +63,12 @@ Node* tristate_input(const Instance* buffer);
 bool is_tristate_flippable(const Instance* m);
 void flip_tristate(Reduction& r, Instance* m);
 bool try_flip_tristate(Reduction& r, Instance* m, Mode mode);
-bool complement_outputs(Reduction& r, Instance* g, Mode mode);
 bool try_complement_output(Reduction& r, Instance* m, Mode mode);
 
 void settle_net(Reduction& r, Net* net);
 void settle_instance_nets(Reduction& r, Instance* m);
-// settle_net on every signal net whose driver belongs to group g.
+// settle_net on every signal net whose driver belongs to group g (the path
+// may pass over the ones that have not changed since they were settled).
 void settle_group_nets(Reduction& r, Instance* g);
 int net_balance(const Net* net);
 void absorb_xor_inputs(Reduction& r, Net* net);
@@ -120,9 +95,6 @@ Instance* join_roots(Instance* keep, Instance* gone) {
     return keep;
 }
 
-void build_clusters(Reduction& r, Instance* g, ClusterSet set);
-Instance* merge_clusters(Reduction& r, Instance* a, Instance* b);
-Instance* find_cluster(Reduction& r, ClusterSet set, Mode mode);
 bool cluster_step(Reduction& r, Instance* g, ClusterSet set, Mode mode);
 
 }  // namespace vorp

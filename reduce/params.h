@@ -15,8 +15,8 @@ inline constexpr bool kCheckedBuild = false;
 #endif
 
 struct ReduceParams {
-    // Full recounts and full walks of the top module at every trial: the
-    // reference the fast reduction is checked against.
+    // The literal path: full recounts and full walks of the top module at
+    // every trial, the reference the fast reduction is checked against.
     bool literal = false;
     // After every group step, compare what the fast reduction keeps about
     // the group's trials with the trials made again from scratch (throws

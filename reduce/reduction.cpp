@@ -1,32 +1,25 @@
 #include "reduce/reduction.h"
 
+#include <memory>
 #include <ostream>
-#include <string>
 
-#include "db/lists.h"
-#include "reduce/counting.h"
+#include "reduce/fast_reduction.h"
+#include "reduce/literal_reduction.h"
 
 namespace vorp {
 
 namespace {
+
+std::unique_ptr<ReductionPath> choose_path(const ReduceParams& params) {
+    if (params.literal) return std::make_unique<LiteralReduction>();
+    return std::make_unique<FastReduction>(params.check_state);
+}
 
 void make_group(Module& top, Instance* inst) {
     inst->next_group = top.groups;
     top.groups = inst;
     inst->group = inst;
     inst->next_in_group = nullptr;
-}
-
-void make_groups(Module& top) {
-    top.groups = nullptr;
-    for (Instance* p = top.ports; p; p = p->next)
-        if (p->cell() == CELL_PORT && p->kept()) make_group(top, p);
-    for (Module* m = top.next; m; m = m->next)
-        if (m->kind() == MOD_NLD)
-            for (Instance* p = m->ports; p; p = p->next)
-                if (p->pin_type() == KW_GLOBAL) make_group(top, p);
-    for (Instance* i = top.insts; i; i = i->next)
-        if (i->cell() != CELL_INV) make_group(top, i);
 }
 
 void toggle_group_duals(Instance* g) {
@@ -67,18 +60,16 @@ bool has_twisted_irreversible_net(const Module& top) {
 
 }  // namespace
 
-Instance* merge_groups(Module& top, Instance* a, Instance* b) {
-    Instance* keep = a;
-    Instance* gone = b;
-    if (gone->group->cell() == CELL_PORT && keep->group->cell() != CELL_PORT) std::swap(keep, gone);
-    Instance* leader = keep->group;
-    Instance* gone_leader = gone->group;
-    unlink_from<Instance, &Instance::next_group>(top.groups, gone_leader);
-    Instance* last = keep;
-    while (last->next_in_group) last = last->next_in_group;
-    last->next_in_group = gone_leader;
-    for (Instance* m = gone_leader; m; m = m->next_in_group) m->group = leader;
-    return leader;
+void make_groups(Module& top) {
+    top.groups = nullptr;
+    for (Instance* p = top.ports; p; p = p->next)
+        if (p->cell() == CELL_PORT && p->kept()) make_group(top, p);
+    for (Module* m = top.next; m; m = m->next)
+        if (m->kind() == MOD_NLD)
+            for (Instance* p = m->ports; p; p = p->next)
+                if (p->pin_type() == KW_GLOBAL) make_group(top, p);
+    for (Instance* i = top.insts; i; i = i->next)
+        if (i->cell() != CELL_INV) make_group(top, i);
 }
 
 void build_groups(Module& top) {
@@ -110,32 +101,18 @@ void build_groups(Module& top) {
         for (Instance* m = g; m; m = m->next_in_group) m->cluster = m->next_cluster = nullptr;
 }
 
-void build_groups_literal(Module& top) {
-    make_groups(top);
-    for (Net* net = top.nets; net; net = net->next) {
-        if (!is_signal_net(net) || !net->source || !net->source->inst) continue;
-        Instance* driver = net->source->inst;
-        Instance* cur = driver->group;
-        if (!cur) continue;
-        for (Node* n = net->nodes; n; n = n->next) {
-            if (n->pinned() || !n->inst || !n->inst->group) continue;
-            if (n->inst->group != cur) cur = merge_groups(top, driver, n->inst);
-        }
-    }
-}
-
+// A group started on the path: its flip, its members' flips and (with -a)
+// their output complements.
 bool group_step(Reduction& r, Instance* g, Mode mode) {
     bool changed = false;
-    if (try_flip_group(r, g, mode)) {
+    if (r.path.try_flip_group(r, g, mode)) {
         toggle_group_duals(g);
         if (r.d.has_xor || r.d.opt_a) settle_group_nets(r, g);
         changed = true;
     }
-    if (flip_instances(r, g, mode)) changed = true;
-    if (r.d.opt_a && complement_outputs(r, g, mode)) changed = true;
-    if (r.check_state && r.verdicts.covers(g))
-        if (const std::string fault = r.verdicts.check(r); !fault.empty())
-            throw StateCheckFailed(fault);
+    if (r.path.flip_instances(r, g, mode)) changed = true;
+    if (r.d.opt_a && r.path.complement_outputs(r, g, mode)) changed = true;
+    r.path.check_group_step(r);
     return changed;
 }
 
@@ -154,32 +131,29 @@ bool tie_break_pass(Reduction& r, Instance* g) {
 
 int red_inv(Design& d, const ReduceParams& params) {
     Module& top = *d.top();
-    if (params.literal)
-        build_groups_literal(top);
-    else
-        build_groups(top);
+    const std::unique_ptr<ReductionPath> path = choose_path(params);
+    path->build_groups(top);
     for (Instance* i = top.insts; i; i = i->next) {
         i->set_dual(false);
         i->set_complement(false);
     }
-    Reduction r{d, top, Termination(params.guard == RepeatGuard::ON)};
-    if (!params.literal) r.index();
-    r.check_state = params.check_state;
+    Reduction r{d, top, Termination(params.guard == RepeatGuard::ON), *path};
+    path->start(r);
     r.termination.start(top);
     if (d.has_xor || d.opt_a) {
         for (Instance* g = top.groups; g; g = g->next_group) settle_group_nets(r, g);
-        r.start_settle_log();
+        path->all_settled(r);
     }
     d.clusters = nullptr;
     for (Instance* g = top.groups; g; g = g->next_group) {
         if (g->on_clock()) continue;
         r.termination.start_group();
-        if (r.indexed()) r.verdicts.start(r, g);
+        path->start_group(r, g);
         do {
             strict_pass(r, g);
             if (r.termination.stopped()) break;
         } while (tie_break_pass(r, g) && !r.termination.stopped());
-        r.verdicts.finish();
+        path->finish_group();
     }
     if (has_twisted_irreversible_net(top)) {
         *d.err << "vorp: twisted irreversible net found, sorry.\n";

@@ -3,11 +3,12 @@
 //
 // Changes only node polarities, the `dual` and `complement` flags and the
 // group and cluster work fields; never creates, removes or relinks records.
-// Groups are visited once each, in list order. The literal reduction (see
-// `ReduceParams`) recounts the top module's nets at every whole-design trial
-// and walks all of them for every group, as the moves are defined; the fast
-// one keeps measures and trial verdicts per polarity change and walks the
-// group's own nets, which takes the same decisions in the same order.
+// Groups are visited once each, in list order. How the passes measure and
+// walk is the path's (`ReductionPath`), chosen once per run: the literal one
+// recounts the top module's nets at every whole-design trial and walks all
+// of them for every group, as the moves are defined; the fast one keeps
+// measures and trial verdicts per polarity change and walks the group's own
+// nets, which takes the same decisions in the same order.
 #pragma once
 
 #include "db/design.h"
@@ -19,15 +20,14 @@ namespace vorp {
 // 1 on success, 0 when a twisted irreversible net is met.
 int red_inv(Design& d, const ReduceParams& params = {});
 
+// Every instance that takes part a group of its own, pushed at the head of
+// the list: kept top ports, then global ports of flattened sub-modules, then
+// top instances other than inverters.
+void make_groups(Module& top);
 // Groups from the head: top instances in reverse list order, then global
 // ports of flattened sub-modules, then kept top ports, before merging along
 // signal nets. Near-linear in the nodes (union-find over the leaders).
 void build_groups(Module& top);
-// The same groups by `merge_groups`, as they are defined: each merge walks
-// the leader list and the surviving chain.
-void build_groups_literal(Module& top);
-// A port-led group survives a merge; otherwise the first argument's group.
-Instance* merge_groups(Module& top, Instance* a, Instance* b);
 bool group_step(Reduction& r, Instance* g, Mode mode);
 void strict_pass(Reduction& r, Instance* g);
 bool tie_break_pass(Reduction& r, Instance* g);

@@ -5,6 +5,7 @@
 
 #include "db/lists.h"
 #include "reduce/counting.h"
+#include "reduce/kept_state.h"
 #include "reduce/moves.h"
 
 namespace vorp {
@@ -196,7 +197,7 @@ void GroupVerdicts::reset_walks() {
 void GroupVerdicts::start(Reduction& r, Instance* g) {
     finish();
     group_ = g;
-    net_slot_.resize(r.tally.nets(), 0);
+    net_slot_.resize(r.kept->tally.nets(), 0);
     group_flippable_ = all_gates_flippable(g, &Instance::next_in_group);
     Pairs pairs;
     for (Instance* inst = g; inst; inst = inst->next_in_group) {
@@ -258,9 +259,10 @@ void GroupVerdicts::flush(Reduction& r) {
 }
 
 Gain GroupVerdicts::share_of(const Reduction& r, const NetState& s) const {
-    const int votes_s = r.tally.straight(s.net), votes_i = r.tally.inverted(s.net);
+    const int votes_s = r.kept->tally.straight(s.net), votes_i = r.kept->tally.inverted(s.net);
     const auto [after_s, after_i] = votes_after(votes_s, votes_i, s.odd, s.straight, s.inverted);
-    return r.tally.net_measure<Gain>(s.net) - r.tally.net_measure<Gain>(s.net, after_s, after_i);
+    return r.kept->tally.net_measure<Gain>(s.net) -
+           r.kept->tally.net_measure<Gain>(s.net, after_s, after_i);
 }
 
 Gain GroupVerdicts::flip_gain(const Reduction& r, const Member& m) const {
@@ -278,12 +280,12 @@ Gain GroupVerdicts::flip_gain(const Reduction& r, const Member& m) const {
     });
     Gain gain;
     for (const PinNet& p : nets) {
-        const int s = r.tally.straight(p.net), i = r.tally.inverted(p.net);
+        const int s = r.kept->tally.straight(p.net), i = r.kept->tally.inverted(p.net);
         const auto [after_s, after_i] = votes_after(s, i, p.odd, p.straight, p.inverted);
-        gain.count += p.pins * (r.tally.local_inverters(p.net, s, i) -
-                                r.tally.local_inverters(p.net, after_s, after_i));
-        gain.load += p.pins * (r.tally.local_inverted_load(p.net, s, i) -
-                               r.tally.local_inverted_load(p.net, after_s, after_i));
+        gain.count += p.pins * (r.kept->tally.local_inverters(p.net, s, i) -
+                                r.kept->tally.local_inverters(p.net, after_s, after_i));
+        gain.load += p.pins * (r.kept->tally.local_inverted_load(p.net, s, i) -
+                               r.kept->tally.local_inverted_load(p.net, after_s, after_i));
     }
     return gain;
 }
@@ -316,10 +318,10 @@ Gain GroupVerdicts::tristate_gain(const Reduction& r, const Member& m) const {
     }
     Gain gain;
     for (const PinNet& p : nets) {
-        const int s = r.tally.straight(p.net), i = r.tally.inverted(p.net);
+        const int s = r.kept->tally.straight(p.net), i = r.kept->tally.inverted(p.net);
         const int after_s = s - p.straight + p.inverted, after_i = i - p.inverted + p.straight;
-        gain +=
-            r.tally.net_measure<Gain>(p.net) - r.tally.net_measure<Gain>(p.net, after_s, after_i);
+        gain += r.kept->tally.net_measure<Gain>(p.net) -
+                r.kept->tally.net_measure<Gain>(p.net, after_s, after_i);
     }
     return gain;
 }
@@ -327,9 +329,10 @@ Gain GroupVerdicts::tristate_gain(const Reduction& r, const Member& m) const {
 // Complementing the output swaps every vote of the net.
 Gain GroupVerdicts::complement_gain(const Reduction& r, const Member& m) const {
     const Net* net = first_pin_of_type(m.inst, KW_OUTPUT)->net;
-    const int s = r.tally.straight(net), i = r.tally.inverted(net);
-    return {r.tally.local_inverters(net, s, i) - r.tally.local_inverters(net, i, s),
-            r.tally.local_inverted_load(net, s, i) - r.tally.local_inverted_load(net, i, s)};
+    const int s = r.kept->tally.straight(net), i = r.kept->tally.inverted(net);
+    return {r.kept->tally.local_inverters(net, s, i) - r.kept->tally.local_inverters(net, i, s),
+            r.kept->tally.local_inverted_load(net, s, i) -
+                r.kept->tally.local_inverted_load(net, i, s)};
 }
 
 uint32_t GroupVerdicts::next(Reduction& r, const Walk& walk, Mode mode, uint32_t from) {

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "reduce/fast_reduction.h"
 #include "reduce/moves.h"
 #include "reduce/reduction.h"
 #include "tests/support/design_builder.h"
@@ -24,7 +25,8 @@ struct StraightChain : ::testing::Test {
     Instance* g3 = b.inst(CELL_OR, "g3");
     Node* g2_in = nullptr;
     Node* g3_in = nullptr;
-    Reduction r{b.d, *b.top, Termination()};
+    FastReduction fast;
+    Reduction r{b.d, *b.top, Termination(), fast};
 
     StraightChain() {
         Net* a = b.net();
@@ -41,7 +43,7 @@ struct StraightChain : ::testing::Test {
         for (const char* y : {"y0", "y1", "y2", "y3", "y4", "y5", "y6", "y7", "y8", "y9"})
             b.load(n3, b.port(y, KW_OUTPUT), y, 1);
         build_groups(*b.top);
-        r.index();
+        fast.start(r);
         r.termination.start(*b.top);
         set_cluster_checks(true);
     }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "reduce/counting.h"
+#include "reduce/literal_reduction.h"
 #include "reduce/reduction.h"
 #include "tests/support/design_builder.h"
 
@@ -16,7 +17,8 @@ using test::dump_state;
 
 struct MoveTest : ::testing::Test {
     DesignBuilder b;
-    Reduction r{b.d, *b.top, Termination()};
+    LiteralReduction literal;
+    Reduction r{b.d, *b.top, Termination(), literal};
 
     void start() { r.termination.start(*b.top); }
     std::vector<Instance*> cluster_chain(Instance* leader) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "reduce/counting.h"
+#include "reduce/literal_reduction.h"
 #include "tests/support/design_builder.h"
 
 namespace vorp {

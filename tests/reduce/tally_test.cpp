@@ -7,6 +7,7 @@
 
 #include "flatten/flatten.h"
 #include "reduce/counting.h"
+#include "reduce/fast_reduction.h"
 #include "reduce/moves.h"
 #include "reduce/reduction.h"
 #include "tests/support/fixture.h"
@@ -47,8 +48,9 @@ void expect_tally_equals_recount(bool opt_a) {
     ASSERT_EQ(flat(t.d), 1) << t.err.str();
     Module& top = *t.d.top();
     build_groups(top);
-    Reduction r{t.d, top, Termination()};
-    r.index();
+    FastReduction fast;
+    Reduction r{t.d, top, Termination(), fast};
+    fast.start(r);
     std::vector<Node*> nodes;
     for (Net* net = top.nets; net; net = net->next)
         for (Node* n = net->nodes; n; n = n->next) nodes.push_back(n);

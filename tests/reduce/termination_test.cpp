@@ -6,6 +6,7 @@
 
 #include "flatten/flatten.h"
 #include "reduce/counting.h"
+#include "reduce/literal_reduction.h"
 #include "reduce/moves.h"
 #include "reduce/reduction.h"
 #include "tests/support/design_builder.h"
@@ -91,7 +92,8 @@ TEST(RepeatGuard, KeyHoldsSiteModeAndSweepFlag) {
 
 TEST(RepeatGuard, KeyHoldsThePolarities) {
     ThreeInputsOnOneNet t;
-    Reduction r{t.b.d, *t.b.top, Termination()};
+    LiteralReduction literal;
+    Reduction r{t.b.d, *t.b.top, Termination(), literal};
     r.termination.start(*t.b.top);
     r.termination.start_group();
     EXPECT_TRUE(r.termination.checkpoint(CallSite::GROUP, Mode::STRICT, true));
@@ -112,7 +114,8 @@ TEST(RepeatGuard, DisabledGuardNeverStops) {
 
 TEST(PolarityHash, IncrementalHashEqualsTheRecount) {
     ThreeInputsOnOneNet t;
-    Reduction r{t.b.d, *t.b.top, Termination()};
+    LiteralReduction literal;
+    Reduction r{t.b.d, *t.b.top, Termination(), literal};
     r.termination.start(*t.b.top);
     const PolarityHash start = r.termination.hash();
     flip_instance(r, t.g);
@@ -139,7 +142,8 @@ TEST(PolarityHash, DoesNotDependOnWhereRecordsLie) {
 TEST(PolarityHash, TellsNodesApart) {
     // The same polarity change on two different nodes gives two hashes.
     ThreeInputsOnOneNet t;
-    Reduction r{t.b.d, *t.b.top, Termination()};
+    LiteralReduction literal;
+    Reduction r{t.b.d, *t.b.top, Termination(), literal};
     r.termination.start(*t.b.top);
     const PolarityHash start = r.termination.hash();
     Node* first = t.p->nodes->next;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "reduce/fast_reduction.h"
 #include "reduce/moves.h"
 #include "reduce/reduction.h"
 #include "tests/support/design_builder.h"
@@ -48,33 +49,35 @@ struct StraightGate {
 
 TEST(GroupVerdicts, CheckFindsAVerdictThatMissedAChange) {
     StraightGate t;
-    Reduction r{t.b.d, *t.b.top, Termination()};
-    r.index();
+    FastReduction fast;
+    Reduction r{t.b.d, *t.b.top, Termination(), fast};
+    fast.start(r);
     r.termination.start(*t.b.top);
-    r.verdicts.start(r, t.g->group);
-    EXPECT_FALSE(flip_instances(r, t.g->group, Mode::STRICT));
-    EXPECT_EQ(r.verdicts.check(r), "");
+    fast.kept.verdicts.start(r, t.g->group);
+    EXPECT_FALSE(fast.flip_instances(r, t.g->group, Mode::STRICT));
+    EXPECT_EQ(fast.kept.verdicts.check(r), "");
     // A polarity change the kept verdicts are not told of.
-    r.tally.pol_a_changed(t.input, 1, -1);
+    fast.kept.tally.pol_a_changed(t.input, 1, -1);
     t.input->set_pols(-1, -1);
-    EXPECT_EQ(r.verdicts.check(r), "dual flip of g: kept -3/-5, tried -1/-1");
+    EXPECT_EQ(fast.kept.verdicts.check(r), "dual flip of g: kept -3/-5, tried -1/-1");
     // Told of it, the gate is evaluated again before its verdict is used.
-    r.verdicts.pol_a_changed(t.input, 1, -1);
-    EXPECT_EQ(r.verdicts.check(r), "");
+    fast.kept.verdicts.pol_a_changed(t.input, 1, -1);
+    EXPECT_EQ(fast.kept.verdicts.check(r), "");
 }
 
 TEST(GroupVerdicts, WalkTakesTheFlipThatPays) {
     StraightGate t;
     t.input->set_pols(-1, -1);
     t.a->nodes->next->next->set_pols(-1, -1);  // both inputs inverted
-    Reduction r{t.b.d, *t.b.top, Termination()};
-    r.index();
+    FastReduction fast;
+    Reduction r{t.b.d, *t.b.top, Termination(), fast};
+    fast.start(r);
     r.termination.start(*t.b.top);
-    r.verdicts.start(r, t.g->group);
-    EXPECT_TRUE(flip_instances(r, t.g->group, Mode::STRICT));
+    fast.kept.verdicts.start(r, t.g->group);
+    EXPECT_TRUE(fast.flip_instances(r, t.g->group, Mode::STRICT));
     EXPECT_TRUE(t.g->dual());
     EXPECT_EQ(t.input->pol_a(), 1);
-    EXPECT_EQ(r.verdicts.check(r), "");
+    EXPECT_EQ(fast.kept.verdicts.check(r), "");
 }
 
 }  // namespace
