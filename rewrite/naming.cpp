@@ -1,22 +1,17 @@
 #include "rewrite/naming.h"
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 
 #include "db/queries.h"
 #include "rewrite/grouping.h"
+#include "rewrite/literal_naming.h"
 
 namespace vorp {
 
 namespace {
-
-constexpr long kNameLimit = 10000000;
-
-// Numbering that finds no free name below the limit ends the run silently.
-void check_limit(long n) {
-    if (n >= kNameLimit) throw Fatal{1};
-}
 
 void mark_touched(Module& m) {
     for (Net* net = m.nets; net; net = net->next)
@@ -60,6 +55,11 @@ const char* new_port_base(const Instance& port) {
 
 }  // namespace
 
+void check_name_limit(long n) {
+    constexpr long kNameLimit = 10000000;
+    if (n >= kNameLimit) throw Fatal{1};
+}
+
 TakenNames::TakenNames(const Module& m, bool all_ports) {
     for (const Instance* p = m.ports; p; p = p->next)
         if (p->name && (all_ports || p->kept())) names_.insert(p->name);
@@ -73,24 +73,6 @@ char* make_name(Design& d, const char* base, long n, NameForm form) {
     return d.copy_string(name.c_str(), name.size());
 }
 
-int module_name_free(const Design& d, const char* name, const Module& m) {
-    bool before = true;
-    for (const Module* x = d.modules; x; x = x->next) {
-        if (x == &m) {
-            before = false;
-            continue;
-        }
-        if (same_text(x->inst_name, name)) return 0;
-        if (same_text(x->name, name) && (before || x->kind() != MOD_NLD)) return 0;
-    }
-    if (&m == d.top())
-        for (const Instance* p = m.ports; p; p = p->next)
-            if (same_text(p->name, name)) return 0;
-    for (const Instance* i = m.insts; i; i = i->next)
-        if (keeps_its_name(i->cell()) && same_text(i->name, name)) return 0;
-    return 1;
-}
-
 namespace {
 
 // The names `module_name_free` compares, kept as counts while the walk of
@@ -98,7 +80,7 @@ namespace {
 // modules before the one being named, the names of the other-kind modules
 // after it, and every instance name. The same answers without walking the
 // module list per candidate.
-class ModuleNames {
+class ModuleNames final : public CopyNames {
    public:
     explicit ModuleNames(const Design& d) {
         for (const Module* x = d.modules; x; x = x->next) {
@@ -107,12 +89,23 @@ class ModuleNames {
         }
         add(before_, d.top()->name);
     }
-    // Called when the walk reaches m, and after m has its final name.
-    void reach(const Module& m) {
+    void reach(const Module& m) override {
         if (m.kind() != MOD_NLD) remove(after_, m.name);
     }
-    void pass(const Module& m) { add(before_, m.name); }
+    void pass(const Module& m) override { add(before_, m.name); }
+    // Numbers below `first_try` are passed over: module names hold them.
+    char* first_free(Design& d, const Module& m) override {
+        look_inside(m);
+        long& first = first_try(m.name);
+        for (long n = first;; ++n) {
+            check_name_limit(n);
+            char* candidate = make_name(d, m.name, n, NAME_MODULE_COPY);
+            if (free(candidate, m)) return candidate;
+            if (n == first && taken_by_modules(candidate)) ++first;
+        }
+    }
 
+   private:
     // Names of m's registers, bus gates, constants and tristate buffers.
     void look_inside(const Module& m) {
         inside_.clear();
@@ -132,7 +125,6 @@ class ModuleNames {
     // module name.
     long& first_try(const char* base) { return first_try_.try_emplace(base, 1).first->second; }
 
-   private:
     using Counts = std::unordered_map<std::string_view, std::size_t>;
     static void add(Counts& c, const char* name) {
         if (name) ++c[name];
@@ -148,28 +140,18 @@ class ModuleNames {
     std::unordered_map<std::string_view, long> first_try_;
 };
 
-void name_module(Design& d, Module& m, ModuleNames& names) {
-    names.look_inside(m);
-    long& first = names.first_try(m.name);
-    for (long n = first;; ++n) {
-        check_limit(n);
-        char* candidate = make_name(d, m.name, n, NAME_MODULE_COPY);
-        if (names.free(candidate, m)) {
-            m.name = candidate;
-            return;
-        }
-        if (n == first && names.taken_by_modules(candidate)) ++first;
-    }
-}
-
 }  // namespace
 
-void name_modules(Design& d) {
-    ModuleNames names(d);
+void name_modules(Design& d, bool literal) {
+    std::unique_ptr<CopyNames> names;
+    if (literal)
+        names = std::make_unique<LiteralCopyNames>();
+    else
+        names = std::make_unique<ModuleNames>(d);
     for (Module* m = d.top()->next; m; m = m->next) {
-        names.reach(*m);
-        if (m->kind() == MOD_NLD && m->inst && m->inst->kept()) name_module(d, *m, names);
-        names.pass(*m);
+        names->reach(*m);
+        if (m->kind() == MOD_NLD && m->inst && m->inst->kept()) m->name = names->first_free(d, *m);
+        names->pass(*m);
     }
 }
 
@@ -179,7 +161,7 @@ long number_group(Design& d, CellGroup* g, const TakenNames& taken, long n) {
         const char* base = text_or_null(keyword_name(g->first->cell(), CellTable));
         for (Instance* i = g->first; i; i = i->next) {
             for (;;) {
-                check_limit(n);
+                check_name_limit(n);
                 char* candidate = make_name(d, base, n, NAME_CELL);
                 ++n;
                 if (taken.free(candidate)) {
@@ -210,7 +192,7 @@ void name_new_ports(Design& d, Module& m) {
         long& counter = base[0] == 'i' ? in_n : out_n;
         char* candidate;
         for (;;) {
-            check_limit(counter);
+            check_name_limit(counter);
             candidate = make_name(d, base, counter, NAME_NEW_PORT);
             if (taken.free(candidate)) break;
             ++counter;

@@ -25,8 +25,27 @@ enum NameForm : int {
 // "<base>-<n>" for module copies, "<base><n>" otherwise.
 char* make_name(Design& d, const char* base, long n, NameForm form);
 
-void name_modules(Design& d);
-int module_name_free(const Design& d, const char* name, const Module& m);
+// Numbering that finds no free name below 10,000,000 ends the run with
+// status 1 and no message.
+void check_name_limit(long n);
+
+// How `name_modules` finds each kept module copy's name while it walks down
+// the module list: the first "<name>-<n>", n from 1, that
+// `module_name_free` allows. Kept name counts (naming.cpp) answer without
+// walking the list per candidate; the literal way (literal_naming.h) asks
+// `module_name_free` itself and is the reference the counts are checked
+// against.
+class CopyNames {
+   public:
+    virtual ~CopyNames() = default;
+    // The walk reaches m, before naming it.
+    virtual void reach(const Module& m) = 0;
+    virtual char* first_free(Design& d, const Module& m) = 0;
+    // m has its final name.
+    virtual void pass(const Module& m) = 0;
+};
+// With `literal`, every candidate is asked of `module_name_free`.
+void name_modules(Design& d, bool literal = false);
 void name_instances(Design& d, Module& m);
 void name_new_ports(Design& d, Module& m);
 

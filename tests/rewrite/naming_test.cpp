@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <random>
 #include <string>
 #include <vector>
 
 #include "rewrite/grouping.h"
+#include "rewrite/literal_naming.h"
 #include "tests/support/design_builder.h"
 
 namespace vorp {
@@ -225,6 +227,46 @@ TEST_F(Naming, TopPortNamesDoNotHoldBackCopyNames) {
     m->inst->set_kept(true);
     name_modules(b.d);
     EXPECT_STREQ(m->name, "half-1");
+}
+
+// Copies of a few modules under random parents, of every kind, kept or not,
+// with instance and register names drawn from the names the copies want.
+void random_copies(DesignBuilder& b, unsigned seed) {
+    std::mt19937 rng(seed);
+    const char* const bases[] = {"m", "half", "m-1", "m-2", "half-1", "top", "m-1-1"};
+    const char* const names[] = {"u", "m-1", "m-2", "m-3", "half-1", "half-3", "m", "top"};
+    const int kinds[] = {MOD_NLD, MOD_NLD, MOD_NLD, MOD_PCD, MOD_REFERENCE};
+    std::vector<Module*> parents{b.top};
+    for (int k = 0; k < 14; ++k) {
+        Module* m = b.sub(parents[rng() % parents.size()], bases[rng() % 7], names[rng() % 8],
+                          kinds[rng() % 5]);
+        m->inst->set_kept(rng() % 4 != 0);
+        if (rng() % 3 == 0) b.inst(m, CELL_REG, names[rng() % 8])->set_kept(true);
+        if (m->kind() == MOD_NLD) parents.push_back(m);
+    }
+}
+
+Names module_names(const Design& d) {
+    Names out;
+    for (const Module* m = d.modules; m; m = m->next) out.emplace_back(m->name);
+    return out;
+}
+
+TEST(CopyNames, KeptCountsNameCopiesAsTheLiteralWalkDoes) {
+    int renamed = 0;
+    for (unsigned seed = 0; seed < 400; ++seed) {
+        DesignBuilder fast{RingOrder::newest_then_oldest};
+        DesignBuilder literal{RingOrder::newest_then_oldest};
+        random_copies(fast, seed);
+        random_copies(literal, seed);
+        const Names before = module_names(fast.d);
+        name_modules(fast.d);
+        name_modules(literal.d, true);
+        const Names after = module_names(fast.d);
+        ASSERT_EQ(after, module_names(literal.d)) << "seed " << seed;
+        for (std::size_t k = 0; k < after.size(); ++k) renamed += after[k] != before[k];
+    }
+    EXPECT_GT(renamed, 1000);
 }
 
 // ---- new ports ----
