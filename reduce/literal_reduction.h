@@ -1,9 +1,9 @@
 // The literal reduction, the reference the fast path is checked against:
 // every measure is a full recount of the top module, every walk of a group's
 // nets goes over all nets of the module, groups are joined by `merge_groups`
-// and clusters are built from nothing by `build_clusters` at every step, as
-// the moves are defined. Slow on large designs; its worth is that it is
-// plainly right.
+// and clusters are built from nothing by `build_clusters` at every step:
+// each move made the plain way, with nothing kept from one trial to the
+// next. Slow on large designs; its worth is that it is plainly right.
 #pragma once
 
 #include "db/design.h"

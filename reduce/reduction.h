@@ -6,7 +6,7 @@
 // Groups are visited once each, in list order. How the passes measure and
 // walk is the path's (`ReductionPath`), chosen once per run: the literal one
 // recounts the top module's nets at every whole-design trial and walks all
-// of them for every group, as the moves are defined; the fast one keeps
+// of them for every group, the moves taken word for word; the fast one keeps
 // measures and trial verdicts per polarity change and walks the group's own
 // nets, which takes the same decisions in the same order.
 #pragma once

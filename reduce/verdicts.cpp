@@ -259,10 +259,10 @@ void GroupVerdicts::flush(Reduction& r) {
 }
 
 Gain GroupVerdicts::share_of(const Reduction& r, const NetState& s) const {
-    const int votes_s = r.kept->tally.straight(s.net), votes_i = r.kept->tally.inverted(s.net);
+    const Tally& tally = r.kept->tally;
+    const int votes_s = tally.straight(s.net), votes_i = tally.inverted(s.net);
     const auto [after_s, after_i] = votes_after(votes_s, votes_i, s.odd, s.straight, s.inverted);
-    return r.kept->tally.net_measure<Gain>(s.net) -
-           r.kept->tally.net_measure<Gain>(s.net, after_s, after_i);
+    return tally.net_measure<Gain>(s.net) - tally.net_measure<Gain>(s.net, after_s, after_i);
 }
 
 Gain GroupVerdicts::flip_gain(const Reduction& r, const Member& m) const {
@@ -278,14 +278,15 @@ Gain GroupVerdicts::flip_gain(const Reduction& r, const Member& m) const {
         else if (is_consumer(n))
             vote(n->pol_a(), +1, it->straight, it->inverted);
     });
+    const Tally& tally = r.kept->tally;
     Gain gain;
     for (const PinNet& p : nets) {
-        const int s = r.kept->tally.straight(p.net), i = r.kept->tally.inverted(p.net);
+        const int s = tally.straight(p.net), i = tally.inverted(p.net);
         const auto [after_s, after_i] = votes_after(s, i, p.odd, p.straight, p.inverted);
-        gain.count += p.pins * (r.kept->tally.local_inverters(p.net, s, i) -
-                                r.kept->tally.local_inverters(p.net, after_s, after_i));
-        gain.load += p.pins * (r.kept->tally.local_inverted_load(p.net, s, i) -
-                               r.kept->tally.local_inverted_load(p.net, after_s, after_i));
+        gain.count += p.pins * (tally.local_inverters(p.net, s, i) -
+                                tally.local_inverters(p.net, after_s, after_i));
+        gain.load += p.pins * (tally.local_inverted_load(p.net, s, i) -
+                               tally.local_inverted_load(p.net, after_s, after_i));
     }
     return gain;
 }
@@ -316,23 +317,23 @@ Gain GroupVerdicts::tristate_gain(const Reduction& r, const Member& m) const {
         if (it == nets.end()) it = nets.insert(nets.end(), PinNet{n->net});
         vote(n->pol_a(), +1, it->straight, it->inverted);
     }
+    const Tally& tally = r.kept->tally;
     Gain gain;
     for (const PinNet& p : nets) {
-        const int s = r.kept->tally.straight(p.net), i = r.kept->tally.inverted(p.net);
+        const int s = tally.straight(p.net), i = tally.inverted(p.net);
         const int after_s = s - p.straight + p.inverted, after_i = i - p.inverted + p.straight;
-        gain += r.kept->tally.net_measure<Gain>(p.net) -
-                r.kept->tally.net_measure<Gain>(p.net, after_s, after_i);
+        gain += tally.net_measure<Gain>(p.net) - tally.net_measure<Gain>(p.net, after_s, after_i);
     }
     return gain;
 }
 
 // Complementing the output swaps every vote of the net.
 Gain GroupVerdicts::complement_gain(const Reduction& r, const Member& m) const {
+    const Tally& tally = r.kept->tally;
     const Net* net = first_pin_of_type(m.inst, KW_OUTPUT)->net;
-    const int s = r.kept->tally.straight(net), i = r.kept->tally.inverted(net);
-    return {r.kept->tally.local_inverters(net, s, i) - r.kept->tally.local_inverters(net, i, s),
-            r.kept->tally.local_inverted_load(net, s, i) -
-                r.kept->tally.local_inverted_load(net, i, s)};
+    const int s = tally.straight(net), i = tally.inverted(net);
+    return {tally.local_inverters(net, s, i) - tally.local_inverters(net, i, s),
+            tally.local_inverted_load(net, s, i) - tally.local_inverted_load(net, i, s)};
 }
 
 uint32_t GroupVerdicts::next(Reduction& r, const Walk& walk, Mode mode, uint32_t from) {
