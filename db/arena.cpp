@@ -16,8 +16,8 @@ Arena::~Arena() {
     for (char* chunk : chunks_) std::free(chunk);
 }
 
-void* Arena::allocate(std::size_t size) {
-    return take(records_, (size + kRecordAlign - 1) & ~(kRecordAlign - 1));
+void* Arena::allocate(std::size_t size, Pool pool) {
+    return take(records_[pool], (size + kRecordAlign - 1) & ~(kRecordAlign - 1));
 }
 
 char* Arena::allocate_text(std::size_t size) {

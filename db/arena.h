@@ -17,10 +17,14 @@ class Arena {
     Arena& operator=(const Arena&) = delete;
     ~Arena();
 
+    // Records of one kind come from chunks of their own, so that a walk over
+    // one kind (a module's nets, a net's nodes) touches few cache lines.
+    enum Pool : unsigned { POOL_INSTANCES, POOL_NETS, POOL_NODES, POOL_OTHER, kPools };
+
     // A zero-filled block of `size` bytes aligned to `kRecordAlign`; null
     // when the system has no memory left. Constant time except when a new
     // chunk is needed.
-    void* allocate(std::size_t size);
+    void* allocate(std::size_t size, Pool pool = POOL_OTHER);
     // A zero-filled block of `size` bytes for text, with no alignment, so
     // that strings lie packed; null when the system has no memory left.
     char* allocate_text(std::size_t size);
@@ -37,7 +41,7 @@ class Arena {
     // Chunks come zero-filled from the system and are never reused, so no
     // block needs clearing when it is handed out.
     std::vector<char*> chunks_;
-    Cursor records_;
+    Cursor records_[kPools];
     Cursor texts_;
     std::size_t in_use_ = 0;
 };

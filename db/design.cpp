@@ -12,8 +12,8 @@ void Design::memory_full() {
     throw Fatal{1};
 }
 
-void* Design::alloc_or_die(std::size_t size) {
-    void* block = size ? arena.allocate(size) : nullptr;
+void* Design::alloc_or_die(std::size_t size, Arena::Pool pool) {
+    void* block = size ? arena.allocate(size, pool) : nullptr;
     if (!block) memory_full();
     return block;
 }

@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <type_traits>
 
 #include "db/arena.h"
 #include "db/codes.h"
@@ -173,6 +174,14 @@ struct Fatal {
 
 constexpr int kTokenSize = 4096;
 
+template <class T>
+constexpr Arena::Pool pool_of() {
+    if constexpr (std::is_same_v<T, Instance>) return Arena::POOL_INSTANCES;
+    if constexpr (std::is_same_v<T, Net>) return Arena::POOL_NETS;
+    if constexpr (std::is_same_v<T, Node>) return Arena::POOL_NODES;
+    return Arena::POOL_OTHER;
+}
+
 // The run context: options, directory lists, the module list and the state
 // of the reader. Passed by reference to every stage.
 struct Design {
@@ -196,6 +205,7 @@ struct Design {
     int line = 1;                    // line number in that file
     int depth = 1;                   // parenthesis depth in that file
     char token[kTokenSize] = {};     // text of the last name token
+    int pins_over_limit = 0;         // the file read connects an instance too often
     // The number of a def-comp cell name, saturated at the largest value, and
     // its exact value modulo 256 (what an instance's `param` keeps).
     unsigned long long cell_param = 0;
@@ -222,9 +232,9 @@ struct Design {
     template <class T>
     T* make() {
         static_assert(alignof(T) <= Arena::kRecordAlign);
-        return new (alloc_or_die(sizeof(T))) T();
+        return new (alloc_or_die(sizeof(T), pool_of<T>())) T();
     }
-    void* alloc_or_die(std::size_t size);
+    void* alloc_or_die(std::size_t size, Arena::Pool pool = Arena::POOL_OTHER);
     char* copy_string(const char* text);  // none for none
     char* copy_string(const char* text, std::size_t length);
 

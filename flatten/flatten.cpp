@@ -1,6 +1,7 @@
 #include "flatten/flatten.h"
 
 #include <ostream>
+#include <vector>
 
 #include "db/lists.h"
 #include "db/queries.h"
@@ -119,14 +120,20 @@ void split_list(T*& list, T*& kept, Tail<T>& tail, Stays stays) {
 // A fold removes a net from the module's list per inverter: through an index
 // that stays linear in a module of many nets. The numbers it gives the nets
 // are cleared afterwards, so that a net left behind in a copy (a clock net)
-// is not taken for one of the nets the reduction numbers later.
+// is not taken for one of the nets the reduction numbers later; and the pins
+// are unpinned for the joining of the boundaries, in the same walk while the
+// module's records are at hand (no fold reads another module's pins).
 [[nodiscard]] bool fold_indexed(Design& d, Module& m) {
     bool folded = false;
     {
         ScopedNetListIndex index(d, m);
         folded = fold_inverters(d, m);
     }
-    for (Net* net = m.nets; net; net = net->next) net->work_id = 0;
+    for (Net* net = m.nets; net; net = net->next) {
+        net->work_id = 0;
+        for (Node* n = net->nodes; n; n = n->next) n->set_pinned(false);
+    }
+    m.flattened = nullptr;
     return folded;
 }
 
@@ -193,30 +200,31 @@ void collect_instances(Tail<Instance>& tail, Module& m) {
     return true;
 }
 
-// Join the nets driven by the cells (or ports) that `pick` selects into the
-// first of them.
-template <class Pick>
-[[nodiscard]] bool join_duplicates(Design& d, Module& top, Pick pick) {
-    Net* first = nullptr;
-    for (Net* net = top.nets; net;) {
-        Net* next = net->next;
-        if (net->net_type() == NET_SIGNAL && net->source && pick(net->source)) {
-            if (!first)
-                first = net;
-            else if (!append_net(d, first, net))
-                return false;
-        }
-        net = next;
-    }
-    return true;
+// What a net joined with all others of its kind is driven by: a "high-" or a
+// "low-" cell, or the supply port "VDD" or "VSS"; -1 for any other net.
+int constant_kind(const Net* net) {
+    if (net->net_type() != NET_SIGNAL || !net->source) return -1;
+    const Node* s = net->source;
+    if (on_cell(s, CELL_HIGH)) return 0;
+    if (on_cell(s, CELL_LOW)) return 1;
+    if (on_supply_port(s, "VDD")) return 2;
+    if (on_supply_port(s, "VSS")) return 3;
+    return -1;
 }
 
+// Join each kind's nets into the first of them, "high-" first, then "low-",
+// "VDD" and "VSS", each in list order. Joining nets of one kind changes no
+// net of another kind, so one walk finds every kind's nets.
 [[nodiscard]] bool join_constants(Design& d, Module& top) {
-    if (!join_duplicates(d, top, [](const Node* s) { return on_cell(s, CELL_HIGH); })) return false;
-    if (!join_duplicates(d, top, [](const Node* s) { return on_cell(s, CELL_LOW); })) return false;
-    if (!join_duplicates(d, top, [](const Node* s) { return on_supply_port(s, "VDD"); }))
-        return false;
-    return join_duplicates(d, top, [](const Node* s) { return on_supply_port(s, "VSS"); });
+    std::vector<Net*> kinds[4];
+    for (Net* net = top.nets; net; net = net->next)
+        if (const int kind = constant_kind(net); kind >= 0) kinds[kind].push_back(net);
+    for (const std::vector<Net*>& nets : kinds) {
+        Node* last = nullptr;
+        for (std::size_t k = 1; k < nets.size(); ++k)
+            if (!append_net(d, nets[0], nets[k], last)) return false;
+    }
+    return true;
 }
 
 }  // namespace
@@ -239,12 +247,6 @@ bool flat(Design& d) {
     for (Module* m = d.modules; m; m = m->next) mark_clock_nets(*m);
     for (Module* m = d.modules; m; m = m->next)
         if (m->kind() == MOD_NLD && !fold_indexed(d, *m)) return false;
-    for (Module* m = d.modules; m; m = m->next) {
-        if (m->kind() != MOD_NLD) continue;
-        m->flattened = nullptr;
-        for (Net* net = m->nets; net; net = net->next)
-            for (Node* n = net->nodes; n; n = n->next) n->set_pinned(false);
-    }
 
     if (!top.nets) {
         *d.err << "vorp: internal net representation colapsed, or net set is empty, sorry.\n";

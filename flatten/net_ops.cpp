@@ -43,14 +43,22 @@ bool unlink_instance(Instance* inst) {
 }
 
 bool append_net(Design& d, Net* keep, Net* drop) {
+    Node* keep_last = nullptr;
+    return append_net(d, keep, drop, keep_last);
+}
+
+bool append_net(Design& d, Net* keep, Net* drop, Node*& keep_last) {
     if (!drop->source || !unlink_node(d, drop->source)) return false;
-    Node* last = last_of(keep->nodes);
-    if (!last) {
+    if (!keep_last) keep_last = last_of(keep->nodes);
+    if (!keep_last) {
         *d.err << "vorp: empty net internally appered, sorry.\n";
         return false;
     }
-    last->next = drop->nodes;
-    for (Node* n = drop->nodes; n; n = n->next) n->net = keep;
+    keep_last->next = drop->nodes;
+    for (Node* n = drop->nodes; n; n = n->next) {
+        n->net = keep;
+        keep_last = n;
+    }
     return unlink_net(d, drop, *d.top());
 }
 

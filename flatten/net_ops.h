@@ -24,6 +24,9 @@ bool is_clock_pin_name(const char* name);
 // Join `drop` into `keep` (keep's nodes first) without drop's source pin, and
 // remove `drop` from the top module (through the net-list index, if any).
 [[nodiscard]] bool append_net(Design& d, Net* keep, Net* drop);
+// The same, for a run of appends to one net: `keep_last` is its last node,
+// or null to find it, and is left at the last node after the append.
+[[nodiscard]] bool append_net(Design& d, Net* keep, Net* drop, Node*& keep_last);
 
 // The node on the other side of a module boundary, or null.
 [[nodiscard]] Node* find_node(Node* node);

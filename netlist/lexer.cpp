@@ -42,31 +42,68 @@ void silent_fault() {
 }
 
 int Lexer::next_token() {
-    d_.token[0] = '\0';
-    name_size_ = 0;
+    if (count_ == 0) produce();
+    current_ = queue_[head_];
+    head_ = (head_ + 1) % kQueue;
+    --count_;
+    d_.line = current_.line;
+    if (current_.token == TOK_FAULT) input_fault(d_, current_.text);
+    const std::size_t stored = current_.token == TOK_NAME ? current_.stored : 0;
+    if (stored) std::memcpy(d_.token, current_.text, stored);
+    d_.token[stored] = '\0';
+    return current_.token;
+}
+
+const Lexeme* Lexer::peek(std::size_t ahead) {
+    if (ahead > kLookahead) return nullptr;
+    while (count_ <= ahead)
+        if (stopped_ || !produce()) return nullptr;
+    return &queue_[(head_ + ahead) % kQueue];
+}
+
+// Lex one token onto the queue; false when the queue is full.
+bool Lexer::produce() {
+    if (count_ == kQueue) return false;
+    if (!started_) {
+        line_ = d_.line;
+        started_ = true;
+    }
+    Lexeme& out = queue_[(head_ + count_) % kQueue];
+    out = lex();
+    ++count_;
+    stopped_ = out.token == TOK_EOF || out.token == TOK_FAULT;
+    return true;
+}
+
+Lexeme Lexer::lex() {
     while (pos_ != end_) {
         const unsigned char c = *pos_;
         switch (kClasses.between[c]) {
             case PUNCTUATION:
                 ++pos_;
-                return c;
+                return Lexeme{c, line_};
             case BLANK:
                 ++pos_;
                 break;
             case NEWLINE:
                 ++pos_;
-                ++d_.line;
+                ++line_;
                 break;
             case COMMENT:
                 ++pos_;
-                if (!skip_comment()) return TOK_EOF;
+                if (!skip_comment()) return Lexeme{TOK_EOF, line_};
                 break;
             case STARTS_NAME:
-                read_name();
-                return TOK_NAME;
+                return read_name();
         }
     }
-    return TOK_EOF;
+    return Lexeme{TOK_EOF, line_};
+}
+
+Lexeme Lexer::fault(const char* what) const {
+    Lexeme out{TOK_FAULT, line_};
+    out.text = what;
+    return out;
 }
 
 // Skip up to and including the next newline; false at end of file.
@@ -77,11 +114,11 @@ bool Lexer::skip_comment() {
         return false;
     }
     pos_ = static_cast<const unsigned char*>(newline) + 1;
-    ++d_.line;
+    ++line_;
     return true;
 }
 
-void Lexer::read_name() {
+Lexeme Lexer::read_name() {
     const unsigned char* start = pos_;
     // At most 4096 bytes are looked at: with 4096 stored and no end seen the
     // name is too long, whatever the next byte would be.
@@ -95,16 +132,15 @@ void Lexer::read_name() {
         if (!cut) cut = p;
         ++p;
     }
-    if (p == limit) {
-        if (p - start == kTokenSize) input_fault(d_, "name is too long");
-        input_fault(d_, "error");
-    }
-    const std::size_t stored = static_cast<std::size_t>(p - start);
-    std::memcpy(d_.token, start, stored);
-    d_.token[stored] = '\0';
+    if (p == limit) return fault(p - start == kTokenSize ? "name is too long" : "error");
+    Lexeme out{TOK_NAME, line_};
+    out.text = reinterpret_cast<const char*>(start);
+    out.stored = static_cast<uint32_t>(p - start);
+    out.size = static_cast<uint32_t>((cut ? cut : p) - start);
+    out.hash = hash_name(out.text, out.size);
     switch (kClasses.in_name[*p]) {
         case END_NEWLINE:
-            ++d_.line;
+            out.line = ++line_;
             pos_ = p + 1;
             break;
         case END_PUSHED_BACK:
@@ -114,9 +150,7 @@ void Lexer::read_name() {
             pos_ = p + 1;
             break;
     }
-    name_ = d_.token;
-    name_size_ = static_cast<std::size_t>((cut ? cut : p) - start);
-    name_hash_ = hash_name(name_, name_size_);
+    return out;
 }
 
 }  // namespace vorp

@@ -9,6 +9,7 @@
 #include "db/lists.h"
 #include "db/queries.h"
 #include "netlist/file_io.h"
+#include "netlist/module_copy.h"
 #include "netlist/reader.h"
 
 namespace vorp {
@@ -50,39 +51,10 @@ void check_recursion(const Instance& i) {
         if (same_text(m->name, i.module_name)) throw Fatal{1};
 }
 
-int pin_limit(const Instance& inst) {
-    switch (inst.cell()) {
-        case CELL_INV:
-        case CELL_NINV:
-            return 2;
-        case CELL_AND:
-        case CELL_NAND:
-        case CELL_OR:
-        case CELL_NOR:
-        case CELL_EOR:
-        case CELL_ENOR:
-            return inst.param() + 1;
-        case CELL_AOI:
-        case CELL_OAI:
-            switch (inst.param()) {
-                case 21:
-                    return 4;
-                case 22:
-                case 31:
-                case 211:
-                    return 5;
-                case 32:
-                case 221:
-                    return 6;
-                case 33:
-                case 222:
-                    return 7;
-                default:
-                    return 0;
-            }
-        default:
-            return 0;
-    }
+// The reader built the rings; the whole check runs again, for its message,
+// only when the reader saw an instance connected too often.
+void check_read_pins(Design& d, Module& m) {
+    if (d.pins_over_limit) check_nets(d, m);
 }
 
 int ring_size(const Node* start) {
@@ -106,27 +78,6 @@ Module* find_loaded_module(const ModuleIndex& index, const Instance& i) {
     return it == index.end() ? nullptr : it->second;
 }
 
-// Name -> first record of a list, in list order.
-std::unordered_map<std::string_view, Instance*> first_by_name(Instance* list) {
-    std::unordered_map<std::string_view, Instance*> index;
-    for (Instance* p = list; p; p = p->next)
-        if (p->name) index.emplace(p->name, p);
-    return index;
-}
-
-Instance* copy_instance(Design& d, const Instance& source, Module* owner) {
-    Instance* copy = d.make<Instance>();
-    copy->set_cell(source.cell());
-    copy->set_param(static_cast<unsigned>(source.param()));
-    copy->set_pin_type(source.pin_type());
-    copy->set_note(source.note());
-    copy->name = d.copy_string(source.name);
-    copy->module_name =
-        source.cell() == CELL_SUBMODULE ? d.copy_string(source.module_name) : nullptr;
-    copy->owner = owner;
-    return copy;
-}
-
 }  // namespace
 
 bool names_a_file(const char* name) {
@@ -140,46 +91,7 @@ char* make_path(Design& d, const char* name, const char* dir, const char* ext) {
 }
 
 Module* copy_module(Design& d, const Module& source) {
-    Module* m = d.make<Module>();
-    m->name = d.copy_string(source.name);
-    m->set_kind(source.kind());
-
-    Tail<Instance> ports(m->ports);
-    for (const Instance* p = source.ports; p; p = p->next) ports.append(copy_instance(d, *p, m));
-    Tail<Instance> insts(m->insts);
-    for (const Instance* i = source.insts; i; i = i->next) {
-        insts.append(copy_instance(d, *i, m));
-        if (i->cell() == CELL_INV) ++d.inverter_count;
-    }
-
-    const auto port_index = first_by_name(m->ports);
-    const auto inst_index = first_by_name(m->insts);
-    auto bind = [](const auto& index, const char* name) -> Instance* {
-        if (!name) return nullptr;
-        const auto it = index.find(name);
-        return it == index.end() ? nullptr : it->second;
-    };
-    Tail<Net> nets(m->nets);
-    for (const Net* n = source.nets; n; n = n->next) {
-        Net* net = d.make<Net>();
-        nets.append(net);
-        Tail<Node> nodes(net->nodes);
-        for (const Node* s = n->nodes; s; s = s->next) {
-            Node* node = d.make<Node>();
-            node->set_pin_type(s->pin_type());
-            node->net = net;
-            if (on_cell(s, CELL_PORT)) {
-                node->inst = bind(port_index, s->pin);
-                node->pin = node->inst ? node->inst->name : nullptr;
-            } else {
-                node->inst = bind(inst_index, s->inst ? s->inst->name : nullptr);
-                node->pin = d.copy_string(s->pin);
-            }
-            if (node->inst) node->inst->node = node;
-            nodes.append(node);
-        }
-    }
-    return m;
+    return copy_module(d, plan_copy(source));
 }
 
 void check_nets(Design& d, Module& m) {
@@ -205,7 +117,7 @@ void check_nets(Design& d, Module& m) {
             first->same_inst = n;
         }
     }
-    const Instance* refused = nullptr;
+    Instance* refused = nullptr;
     int count = 0;
     for (Net* net = m.nets; net && !refused; net = net->next) {
         for (Node* n = net->nodes; n && !refused; n = n->next) {
@@ -218,9 +130,12 @@ void check_nets(Design& d, Module& m) {
     }
     std::size_t k = 0;
     for (Instance* i = m.insts; i; i = i->next) i->node = had[k++];
-    if (!refused) return;
-    *d.err << '"' << text_or_null(d.cur_path) << "\", " << text_or_null(refused->name)
-           << " appears " << count << " times in def-net\n";
+    if (refused) refuse_pin_count(d, *refused, count);
+}
+
+void refuse_pin_count(Design& d, const Instance& inst, int count) {
+    *d.err << '"' << text_or_null(d.cur_path) << "\", " << text_or_null(inst.name) << " appears "
+           << count << " times in def-net\n";
     throw Fatal{1};
 }
 
@@ -246,22 +161,33 @@ void load_design(Design& d, const char* top_name) {
     Tail<Module> modules(d.modules);
     ModuleIndex index;
     append_module(index, modules, top);
-    check_nets(d, *top);
+    check_read_pins(d, *top);
 
+    // Every copy of one module is built from the same plan.
+    std::unordered_map<const Module*, CopyPlan> plans;
     for (Module* m = top; m; m = m->next) {
         if (m->kind() == MOD_PCD) continue;
         for (Instance* i = m->insts; i; i = i->next) {
             if (i->cell() != CELL_SUBMODULE) continue;
             check_recursion(*i);
-            const Module* loaded = find_loaded_module(index, *i);
-            Module* sub = loaded ? copy_module(d, *loaded) : load_module(d, i->module_name);
+            Module* sub = nullptr;
+            if (const Module* loaded = find_loaded_module(index, *i)) {
+                auto [at, fresh] = plans.try_emplace(loaded);
+                if (fresh) at->second = plan_copy(*loaded);
+                sub = copy_module(d, at->second);
+                if (at->second.refused != CopyPlan::kNone)
+                    refuse_pin_count(d, *at->second.records[at->second.refused],
+                                     at->second.refused_count);
+            } else {
+                sub = load_module(d, i->module_name);
+                check_read_pins(d, *sub);
+            }
             sub->parent = m;
             sub->next = nullptr;
             append_module(index, modules, sub);
             i->sub = sub;
             sub->inst = i;
             sub->inst_name = i->name;
-            check_nets(d, *sub);
         }
     }
 }

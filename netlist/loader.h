@@ -18,11 +18,16 @@ bool names_a_file(const char* name);
 char* make_path(Design& d, const char* name, const char* dir, const char* ext);
 
 // A deep copy of a module: ports, instances, nets and nodes in the same
-// order, each node bound by name to the copy's port or instance.
+// order, each node bound by name to the copy's port or instance, with the
+// `same_inst` rings that `check_nets` builds.
 Module* copy_module(Design& d, const Module& source);
 
 // Build the `same_inst` rings of a module's nodes and refuse an instance
 // connected more often than its cell has pins.
 void check_nets(Design& d, Module& m);
+
+// Print "\"<cur_path>\", <name> appears <count> times in def-net" and end the
+// run with status 1.
+[[noreturn]] void refuse_pin_count(Design& d, const Instance& inst, int count);
 
 }  // namespace vorp

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "db/huge_pages.h"
+
 namespace vorp {
 
 // A 64-bit hash of a name's bytes, eight at a time.
@@ -43,7 +45,15 @@ class NameTable {
    public:
     explicit NameTable(std::size_t expected = 0) { rebuild(capacity_for(expected)); }
 
-    void put(Record* record, uint64_t hash) {
+    // A slot of the table: the record a name finds and a number kept for it
+    // (zero when the record is put), for the caller's own use.
+    struct Slot {
+        uint32_t tag;
+        uint32_t value;
+        Record* record;  // null: empty
+    };
+
+    void put(Record* record, uint64_t hash, uint32_t value = 0) {
         if (!record->name) return;
         if (2 * (size_ + 1) > slots_.size()) rebuild(slots_.size() * 2);
         const uint32_t tag = tag_of(hash);
@@ -51,41 +61,64 @@ class NameTable {
         for (std::size_t i = tag & mask_;; i = (i + 1) & mask_) {
             Slot& slot = slots_[i];
             if (!slot.record) {
-                slot = {tag, record};
+                slot = {tag, value, record};
                 ++size_;
                 return;
             }
             if (slot.tag == tag && same_name(slot.record->name, name)) {
                 slot.record = record;
+                slot.value = value;
                 return;
             }
         }
     }
-    void put(Record* record) {
-        if (record->name) put(record, hash_name(record->name, std::strlen(record->name)));
+    void put(Record* record, uint32_t value = 0) {
+        if (record->name) put(record, hash_name(record->name, std::strlen(record->name)), value);
     }
 
-    // `name` holds no zero byte; `hash` is `hash_name(name)`.
+    // `name` holds no zero byte; `hash` is `hash_name(name)`. Null when absent.
+    Slot* find_slot(std::string_view name, uint64_t hash) {
+        const std::size_t i = locate(name, hash);
+        return i == kAbsent ? nullptr : &slots_[i];
+    }
+    const Slot* find_slot(const char* name) const {
+        if (!name) return nullptr;
+        const std::string_view text(name);
+        const std::size_t i = locate(text, hash_name(text));
+        return i == kAbsent ? nullptr : &slots_[i];
+    }
     Record* find(std::string_view name, uint64_t hash) const {
+        const std::size_t i = locate(name, hash);
+        return i == kAbsent ? nullptr : slots_[i].record;
+    }
+    Record* find(const char* name) const {
+        const Slot* slot = find_slot(name);
+        return slot ? slot->record : nullptr;
+    }
+
+    // Bring the slot where a search for the hash starts into the cache.
+    void prefetch(uint64_t hash) const { __builtin_prefetch(&slots_[tag_of(hash) & mask_]); }
+    // The record of the first slot with the hash's tag, without comparing
+    // names: what `find` will most likely compare, to prefetch it.
+    Record* probe(uint64_t hash) const {
         const uint32_t tag = tag_of(hash);
         for (std::size_t i = tag & mask_;; i = (i + 1) & mask_) {
             const Slot& slot = slots_[i];
-            if (!slot.record) return nullptr;
-            if (slot.tag == tag && same_name(slot.record->name, name)) return slot.record;
+            if (!slot.record || slot.tag == tag) return slot.record;
         }
-    }
-    Record* find(const char* name) const {
-        if (!name) return nullptr;
-        const std::string_view text(name);
-        return find(text, hash_name(text));
     }
 
    private:
-    struct Slot {
-        uint32_t tag;
-        Record* record;  // null: empty
-    };
+    static constexpr std::size_t kAbsent = SIZE_MAX;
 
+    std::size_t locate(std::string_view name, uint64_t hash) const {
+        const uint32_t tag = tag_of(hash);
+        for (std::size_t i = tag & mask_;; i = (i + 1) & mask_) {
+            const Slot& slot = slots_[i];
+            if (!slot.record) return kAbsent;
+            if (slot.tag == tag && same_name(slot.record->name, name)) return i;
+        }
+    }
     static uint32_t tag_of(uint64_t hash) { return static_cast<uint32_t>(hash >> 32); }
     static std::size_t capacity_for(std::size_t entries) {
         std::size_t capacity = 16;
@@ -93,12 +126,16 @@ class NameTable {
         return capacity;
     }
     // `stored` is zero-terminated; `name` holds no zero byte.
+    // A byte loop: names are short, and a shorter `stored` ends at its zero,
+    // which `name` cannot match.
     static bool same_name(const char* stored, std::string_view name) {
-        return std::strncmp(stored, name.data(), name.size()) == 0 && stored[name.size()] == '\0';
+        for (std::size_t i = 0; i < name.size(); ++i)
+            if (stored[i] != name[i]) return false;
+        return stored[name.size()] == '\0';
     }
     // The tag alone places a slot, so growing needs no name again.
     void rebuild(std::size_t capacity) {
-        std::vector<Slot> old(capacity, Slot{0, nullptr});
+        std::vector<Slot, HugePageAllocator<Slot>> old(capacity, Slot{0, 0, nullptr});
         old.swap(slots_);
         mask_ = capacity - 1;
         for (const Slot& slot : old) {
@@ -109,7 +146,7 @@ class NameTable {
         }
     }
 
-    std::vector<Slot> slots_;
+    std::vector<Slot, HugePageAllocator<Slot>> slots_;
     std::size_t size_ = 0;
     std::size_t mask_ = 0;
 };

@@ -19,7 +19,13 @@ class Reader {
     Module* read();
 
    private:
-    int next() { return lex_.next_token(); }
+    int next() {
+        ++consumed_;
+        return lex_.next_token();
+    }
+    void prefetch_ahead();
+    template <class Step>
+    void run_ahead(std::size_t& cursor, std::size_t distance, Step step);
     char* copy_name() { return d_.copy_string(lex_.name().data(), lex_.name().size()); }
     void expect_name() {
         if (next() != TOK_NAME) input_fault(d_, "error");
@@ -32,6 +38,8 @@ class Reader {
     void read_def_comp();
     void read_def_net();
     Node* read_net_node(Net* net);
+    using InstSlot = NameTable<Instance>::Slot;
+    void attach(InstSlot& slot, Node* node);
     int keyword_value();
     const char* pin_text();
 
@@ -48,11 +56,49 @@ class Reader {
     };
     NameTable<PinText> pins_;
     std::deque<PinText> pin_texts_;
+    // Tokens returned so far, and how far ahead each prefetch stage has gone.
+    std::size_t consumed_ = 0;
+    std::size_t slots_ahead_ = 0;
+    std::size_t records_ahead_ = 0;
+    std::size_t names_ahead_ = 0;
 };
+
+// Each name coming within `distance` tokens that `cursor` has not reached
+// yet goes through `step`.
+template <class Step>
+void Reader::run_ahead(std::size_t& cursor, std::size_t distance, Step step) {
+    if (cursor < consumed_) cursor = consumed_;
+    for (; cursor < consumed_ + distance; ++cursor) {
+        const Lexeme* ahead = lex_.peek(cursor - consumed_);
+        if (!ahead) return;
+        if (ahead->token == TOK_NAME) step(ahead->hash);
+    }
+}
+
+// The instance lookups of a large module miss the cache at every step: the
+// slot, the record, its name, its last node. Fetch them for the names coming
+// next, each a few connections before the one before it is needed, so that
+// the misses of several lookups overlap.
+void Reader::prefetch_ahead() {
+    run_ahead(slots_ahead_, 48, [this](uint64_t hash) { insts_.prefetch(hash); });
+    run_ahead(records_ahead_, 27, [this](uint64_t hash) {
+        if (const Instance* inst = insts_.probe(hash)) {
+            __builtin_prefetch(inst);
+            __builtin_prefetch(&inst->node);
+        }
+    });
+    run_ahead(names_ahead_, 12, [this](uint64_t hash) {
+        const Instance* inst = insts_.probe(hash);
+        if (!inst) return;
+        __builtin_prefetch(inst->name);
+        if (inst->node) __builtin_prefetch(&inst->node->same_inst);
+    });
+}
 
 Module* Reader::read() {
     d_.line = 1;
     d_.depth = 1;
+    d_.pins_over_limit = 0;
     if (next() != TOK_OPEN) input_fault(d_, "error");
     if (next() != TOK_NAME || lookup_keyword(d_.token, KeywordTable) != KW_DEF_MODULE)
         input_fault(d_, "error");
@@ -192,6 +238,7 @@ void Reader::read_def_comp() {
             return;
         }
         if (token != TOK_NAME) input_fault(d_, "error");
+        prefetch_ahead();
         Instance* inst = d_.make<Instance>();
         inst->name = copy_name();
         inst->set_cell(cell);
@@ -214,6 +261,7 @@ void Reader::read_def_net() {
             return;
         }
         if (token != TOK_NAME) input_fault(d_, "error");
+        prefetch_ahead();
         read_net_node(net);
     }
 }
@@ -222,6 +270,7 @@ void Reader::read_def_net() {
 Node* Reader::read_net_node(Net* net) {
     Node* node = d_.make<Node>();
     node->net = net;
+    node->same_inst = node;
     push_front(net->nodes, node);
     if (Instance* port = ports_.find(lex_.name(), lex_.name_hash())) {
         node->inst = port;
@@ -232,17 +281,32 @@ Node* Reader::read_net_node(Net* net) {
     }
     // Look the instance up now, while its name is the token; a missing one
     // is reported only after the "." and the pin name have been read.
-    Instance* inst = insts_.find(lex_.name(), lex_.name_hash());
-    const std::string missing = inst ? std::string() : std::string(d_.token) + " undefined";
+    InstSlot* slot = insts_.find_slot(lex_.name(), lex_.name_hash());
+    const std::string missing = slot ? std::string() : std::string(d_.token) + " undefined";
     if (next() != TOK_DOT) input_fault(d_, "error");
     expect_name();
-    if (!inst) input_fault(d_, missing.c_str());
+    if (!slot) input_fault(d_, missing.c_str());
+    Instance* inst = slot->record;
     node->set_pin_type(pin_type_of(d_.token, inst->cell()));
     if (node->pin_type() == 0) silent_fault();
     node->inst = inst;
     node->pin = pin_text();
-    inst->node = node;
+    attach(*slot, node);
     return node;
+}
+
+// Join the instance's ring after the node attached last, so that the ring
+// runs in reading order, as the pin-count check would build it, and count
+// the instance's connections against its cell's pins.
+void Reader::attach(InstSlot& slot, Node* node) {
+    Instance* inst = slot.record;
+    if (Node* last = inst->node) {
+        node->same_inst = last->same_inst;
+        last->same_inst = node;
+    }
+    inst->node = node;
+    const int limit = pin_limit(*inst);
+    if (limit != 0 && ++slot.value > static_cast<uint32_t>(limit)) d_.pins_over_limit = 1;
 }
 
 // The pin name token as a text shared with every node on a pin of that name.
@@ -318,6 +382,41 @@ int parse_cell_name(Design& d, const char* text) {
     if (cell == NOT_FOUND) return NOT_FOUND;
     if (!suffix_fits(cell, value)) silent_fault();
     return cell;
+}
+
+int pin_limit(const Instance& inst) {
+    switch (inst.cell()) {
+        case CELL_INV:
+        case CELL_NINV:
+            return 2;
+        case CELL_AND:
+        case CELL_NAND:
+        case CELL_OR:
+        case CELL_NOR:
+        case CELL_EOR:
+        case CELL_ENOR:
+            return inst.param() + 1;
+        case CELL_AOI:
+        case CELL_OAI:
+            switch (inst.param()) {
+                case 21:
+                    return 4;
+                case 22:
+                case 31:
+                case 211:
+                    return 5;
+                case 32:
+                case 221:
+                    return 6;
+                case 33:
+                case 222:
+                    return 7;
+                default:
+                    return 0;
+            }
+        default:
+            return 0;
+    }
 }
 
 int pin_type_of(const char* pin, int cell) {

@@ -123,6 +123,19 @@ TEST(Arena, TextsLiePackedRecordsAlignedAndEveryBlockZeroed) {
     EXPECT_EQ(arena.allocate_text(1), c + 1);
 }
 
+TEST(Arena, RecordsOfOneKindLieTogether) {
+    std::ostringstream err;
+    Design d(err);
+    Node* a = d.make<Node>();
+    Net* net = d.make<Net>();
+    Instance* inst = d.make<Instance>();
+    Node* b = d.make<Node>();
+    Net* next_net = d.make<Net>();
+    EXPECT_EQ(reinterpret_cast<char*>(b), reinterpret_cast<char*>(a) + sizeof(Node));
+    EXPECT_EQ(reinterpret_cast<char*>(next_net), reinterpret_cast<char*>(net) + sizeof(Net));
+    EXPECT_NE(inst, nullptr);
+}
+
 TEST(Lists, PushFrontReversesPushBackKeepsOrderUnlinkWalksFromHead) {
     Net a, b, c;
     Net* head = nullptr;

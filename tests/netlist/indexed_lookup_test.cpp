@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "netlist/loader.h"
+#include "netlist/module_copy.h"
 #include "netlist/reader.h"
 
 namespace vorp {
@@ -117,6 +118,10 @@ TEST(IndexedLookups, CheckNetsEqualsTheDirectWalk) {
         Module* m = read_nld(d, text);
         std::vector<Node*> attached;
         for (Instance* i = m->insts; i; i = i->next) attached.push_back(i->node);
+        std::vector<Node*> read_rings;
+        for (Node* n : nodes_of(*m)) read_rings.push_back(n->same_inst);
+        const bool over_limit = d.pins_over_limit;
+        const CopyPlan plan = plan_copy(*m);
         try {
             check_nets(d, *m);
         } catch (const Fatal& f) {
@@ -130,10 +135,14 @@ TEST(IndexedLookups, CheckNetsEqualsTheDirectWalk) {
         for (Node* n : nodes_of(*m)) rings.push_back(n->same_inst);
         const std::string expected = literal_check_nets(*m);
         ASSERT_EQ(err.str(), expected) << text;
+        // The reader flags exactly the files that the check refuses.
+        ASSERT_EQ(over_limit, !expected.empty()) << text;
         if (!expected.empty()) {
             ++refused;
             continue;
         }
+        // The reader built the rings the check builds.
+        ASSERT_EQ(read_rings, rings) << text;
         ++passed;
         std::vector<Node*> literal;
         for (Node* n : nodes_of(*m)) literal.push_back(n->same_inst);
@@ -141,9 +150,12 @@ TEST(IndexedLookups, CheckNetsEqualsTheDirectWalk) {
 
         // A copy lists its nodes in the source's order and attaches them in
         // that order: its instances keep the last one too.
-        Module* copy = copy_module(d, *m);
+        Module* copy = copy_module(d, plan);
         std::vector<Node*> copy_attached;
         for (Instance* i = copy->insts; i; i = i->next) copy_attached.push_back(i->node);
+        std::vector<Node*> copied_rings;
+        for (Node* n : nodes_of(*copy)) copied_rings.push_back(n->same_inst);
+        ASSERT_EQ(plan.refused, CopyPlan::kNone) << text;
         check_nets(d, *copy);
         std::vector<Node*> copy_after, copy_rings;
         for (Instance* i = copy->insts; i; i = i->next) copy_after.push_back(i->node);
@@ -153,9 +165,34 @@ TEST(IndexedLookups, CheckNetsEqualsTheDirectWalk) {
         std::vector<Node*> copy_literal;
         for (Node* n : nodes_of(*copy)) copy_literal.push_back(n->same_inst);
         ASSERT_EQ(copy_rings, copy_literal) << text;
+        ASSERT_EQ(copied_rings, copy_rings) << text;
     }
     // Both outcomes must have been exercised for the comparison to mean anything.
     EXPECT_GT(passed, 500);
+    EXPECT_GT(refused, 200);
+}
+
+// A copy binds by name to the first record of each name, where the file
+// bound to the latest declared: a copy may be refused where its source was
+// not. The plan refuses what the check refuses on the copy, with its count.
+TEST(IndexedLookups, CopyPlanRefusesWhatTheCheckRefusesOnTheCopy) {
+    std::mt19937 rng(4242);
+    int refused = 0;
+    for (int round = 0; round < 3000; ++round) {
+        std::ostringstream err;
+        Design d(err);
+        d.cur_path = "r.nld";
+        const Module* source = read_nld(d, random_module(rng));
+        const CopyPlan plan = plan_copy(*source);
+        Module* copy = copy_module(d, plan);
+        const std::string expected = literal_check_nets(*copy);
+        std::ostringstream planned;
+        if (plan.refused != CopyPlan::kNone)
+            planned << "\"r.nld\", " << plan.records[plan.refused]->name << " appears "
+                    << plan.refused_count << " times in def-net\n";
+        ASSERT_EQ(planned.str(), expected);
+        refused += !expected.empty();
+    }
     EXPECT_GT(refused, 200);
 }
 
