@@ -172,6 +172,24 @@ TEST(Reader, UndefinedInstanceIsReportedAfterItsPin) {
     EXPECT_EQ(r.err.str(), "\"m.nld\", line 5: none undefined\n");
 }
 
+// The lexer runs ahead of the reader: a name it refuses a few tokens later
+// must not speak before a fault the reader meets first, nor after the end of
+// the module, and a fault far enough ahead is still reported with its line.
+TEST(Reader, FaultsAheadWaitForTheFaultsBefore) {
+    const std::string too_long(4096, 'x');
+    Read undefined("(def-module m\n(def-net none.in a b c)\n" + too_long + ")");
+    EXPECT_EQ(undefined.err.str(), "\"m.nld\", line 2: none undefined\n");
+    Read bad_pin("(def-module m (def-comp inv- g) (def-net g.out)\n" + too_long + ")");
+    EXPECT_EQ(bad_pin.status, 1);
+    EXPECT_EQ(bad_pin.err.str(), "");
+    Read cut("(def-module m (def-comp inv- g) (def-net g.in))\n)\n(a b c");
+    EXPECT_EQ(cut.err.str(), "\"m.nld\", line 2: error\n");
+    std::string far = "(def-module m (def-comp inv- g)\n";
+    for (int k = 0; k < 100; ++k) far += "(def-net g.in)\n";
+    Read late(far + too_long + ")");
+    EXPECT_EQ(late.err.str(), "\"m.nld\", line 102: name is too long\n");
+}
+
 TEST(Reader, PortNameHidesAnInstance) {
     Read r("(def-module m (def-comp inv- a) (def-pin a type input) (def-net a))");
     ASSERT_EQ(r.status, -1);
