@@ -72,14 +72,17 @@ void init_polarity(Module& m) {
 [[nodiscard]] bool fold_inverters(Design& d, Module& m) {
     for (Net* net = m.nets; net; net = net->next) {
         if (!is_signal_net(net)) continue;
-        for (Node* n = net->nodes; n;) {
+        // `before` stays the node before `n`, so that unlinking `n` does not
+        // walk a net of many loads from its head.
+        for (Node *n = net->nodes, *before = nullptr; n;) {
             if (n->inst->cell() != CELL_INV) {
+                before = n;
                 n = n->next;
                 continue;
             }
             if (n->same_inst != n) {
                 // Go on from the node the merge returns: chains fold in one walk.
-                n = merge_net(d, n, n->same_inst, m);
+                n = merge_net(d, n, n->same_inst, m, before);
                 if (!n) return false;
                 continue;
             }
@@ -95,6 +98,7 @@ void init_polarity(Module& m) {
             push_front(m.insts, buffer);
             n->inst = buffer;
             pin_down(n);
+            before = n;
             n = n->next;
         }
     }
@@ -173,7 +177,7 @@ void collect_instances(Tail<Instance>& tail, Module& m) {
 [[nodiscard]] bool link_boundaries(Design& d, Module& top) {
     for (Net* net = top.nets; net; net = net->next) {
         if (!is_signal_net(net)) continue;
-        for (Node* n = net->nodes; n;) {
+        for (Node *n = net->nodes, *before = nullptr; n;) {
             Instance* inst = n->inst;
             const int cell = inst->cell();
             const bool joins =
@@ -181,7 +185,7 @@ void collect_instances(Tail<Instance>& tail, Module& m) {
                 (cell == CELL_SUBMODULE && is_flattened(inst->sub));
             if (joins) {
                 if (Node* partner = find_node(n)) {
-                    n = merge_net(d, n, partner, top);
+                    n = merge_net(d, n, partner, top, before);
                     if (!n) return false;
                     continue;
                 }
@@ -194,6 +198,7 @@ void collect_instances(Tail<Instance>& tail, Module& m) {
             } else if (cell == CELL_SUBMODULE && is_unused_type(n->pin_type())) {
                 pin_down(n);
             }
+            before = n;
             n = n->next;
         }
     }

@@ -16,6 +16,7 @@ void NetListIndex::number(Net* net, Net* before) {
     nets_.push_back(net);
     before_.push_back(before);
     listed_.push_back(true);
+    last_.push_back(nullptr);
     net->work_id = static_cast<uint32_t>(nets_.size());
 }
 
@@ -37,6 +38,26 @@ bool NetListIndex::unlink(Net* net) {
     if (net->next) before_[net->next->work_id - 1] = before;
     listed_[id - 1] = false;
     return true;
+}
+
+bool NetListIndex::numbers(const Net* net) const {
+    const uint32_t id = net->work_id;
+    return id && id <= nets_.size() && nets_[id - 1] == net;
+}
+
+Node* NetListIndex::last_node(Net* net) {
+    if (!numbers(net)) return last_of(net->nodes);
+    Node*& last = last_[net->work_id - 1];
+    if (!last) last = last_of(net->nodes);
+    return last;
+}
+
+void NetListIndex::appended(Net* net, Node* last) {
+    if (numbers(net)) last_[net->work_id - 1] = last;
+}
+
+void NetListIndex::node_unlinked(Net* net, const Node* node, Node* before) {
+    if (numbers(net) && last_[net->work_id - 1] == node) last_[net->work_id - 1] = before;
 }
 
 void push_listed_net(Design& d, Module& module, Net* net) {

@@ -2,7 +2,6 @@
 
 #include <ostream>
 
-#include "db/lists.h"
 #include "flatten/net_list_index.h"
 #include "flatten/net_ops.h"
 
@@ -32,11 +31,11 @@ Net* net_to_invert(Node* x, Node* y, Net* x_net, Net* y_net) {
 
 }  // namespace
 
-Node* merge_net(Design& d, Node* x, Node* y, Module& module) {
+Node* merge_net(Design& d, Node* x, Node* y, Module& module, Node* x_before) {
     Net* x_net = x->net;
     Net* y_net = y->net;
     if (y_net->net_type() == NET_WIRED) x_net->set_net_type(NET_WIRED);
-    if (!unlink_node(d, x) || !unlink_node(d, y)) return nullptr;
+    if (!unlink_node(d, x, x_before) || !unlink_node(d, y)) return nullptr;
 
     const int cell = x->inst->cell();
     if (cell == CELL_PORT || cell == CELL_SUBMODULE) {
@@ -54,11 +53,7 @@ Node* merge_net(Design& d, Node* x, Node* y, Module& module) {
     if (x_net == y_net) return nullptr;
 
     Node* from_y = y_net->nodes;
-    if (Node* last = last_of(x_net->nodes))
-        last->next = from_y;
-    else
-        x_net->nodes = from_y;
-    for (Node* n = from_y; n; n = n->next) n->net = x_net;
+    append_nodes(d, x_net, from_y);
 
     if (!unlink_listed_net(d, module, y_net)) {
         *d.err << "vorp: internal net representation colapsed, sorry.\n";

@@ -26,10 +26,49 @@ bool is_clock_pin_name(const char* name) {
     return false;
 }
 
-bool unlink_node(Design& d, Node* node) {
-    if (node->net && unlink_from(node->net->nodes, node)) return true;
-    *d.err << "vorp: inconsistent operation occured: pin isolation from a foreign net, sorry.\n";
+namespace {
+
+// The node before `node` on `net` (none at the head): the hint when it is
+// that node, else found by walking from the head; false when `node` is not
+// on the net.
+bool find_before(const Net& net, const Node* node, Node* hint, Node*& before) {
+    before = nullptr;
+    if (net.nodes == node) return true;
+    if (hint && hint->next == node) {
+        before = hint;
+        return true;
+    }
+    for (Node* p = net.nodes; p; p = p->next) {
+        if (p->next == node) {
+            before = p;
+            return true;
+        }
+    }
     return false;
+}
+
+}  // namespace
+
+bool unlink_node(Design& d, Node* node, Node* before) {
+    Net* net = node->net;
+    if (!net || !find_before(*net, node, before, before)) {
+        *d.err
+            << "vorp: inconsistent operation occured: pin isolation from a foreign net, sorry.\n";
+        return false;
+    }
+    (before ? before->next : net->nodes) = node->next;
+    if (d.net_index) d.net_index->node_unlinked(net, node, before);
+    return true;
+}
+
+void append_nodes(Design& d, Net* net, Node* from) {
+    Node* last = d.net_index ? d.net_index->last_node(net) : last_of(net->nodes);
+    (last ? last->next : net->nodes) = from;
+    for (Node* n = from; n; n = n->next) {
+        n->net = net;
+        last = n;
+    }
+    if (d.net_index && from) d.net_index->appended(net, last);
 }
 
 bool unlink_net(Design& d, Net* net, Module& module) {
@@ -59,6 +98,7 @@ bool append_net(Design& d, Net* keep, Net* drop, Node*& keep_last) {
         n->net = keep;
         keep_last = n;
     }
+    if (d.net_index && drop->nodes) d.net_index->appended(keep, keep_last);
     return unlink_net(d, drop, *d.top());
 }
 

@@ -12,9 +12,15 @@ namespace vorp {
 // "m_clock", "s_clock", "b_clock", "scan_clock", "p_reset".
 bool is_clock_pin_name(const char* name);
 
-// Take a node off its net's list (searched from the head). The node keeps its
-// own `next` and `net`: callers continue walks from the stale `next`.
-[[nodiscard]] bool unlink_node(Design& d, Node* node);
+// Take a node off its net's list. `before`, when the caller walking the net
+// knows it, is the node before it; otherwise (or when it is not) the node is
+// searched from the head. The node keeps its own `next` and `net`: callers
+// continue walks from the stale `next`.
+[[nodiscard]] bool unlink_node(Design& d, Node* node, Node* before = nullptr);
+// Link the list `from` behind the last node of `net`; every node of it takes
+// `net` as its net. Constant time for the last node of a net that the run's
+// net-list index numbers.
+void append_nodes(Design& d, Net* net, Node* from);
 // Take a net off a module's list; the net keeps its own `next`. Constant
 // time while the run's net-list index covers the module, else a walk from
 // the head; the answer is the same.
