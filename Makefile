@@ -3,7 +3,7 @@ JOBS ?= 2
 BUILD ?= build
 ASAN_BUILD ?= build-asan
 
-.PHONY: all build test test-asan demo bench bench-epfl qor format clean
+.PHONY: all build test test-deep test-asan demo bench bench-epfl qor format clean
 
 all: build
 
@@ -12,13 +12,17 @@ build:
 	cmake --build $(BUILD) -j $(JOBS)
 
 test: build
-	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS) -LE deep
+
+# Designs of a million gates, loads and cells (tests/deep), a few minutes.
+test-deep: build
+	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS) -L deep
 
 # The whole suite under AddressSanitizer and UndefinedBehaviorSanitizer.
 test-asan:
 	cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVORP_SANITIZE=ON
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
-	VORP_CROSS_CHECK_DESIGNS=20 ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1 ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS)
+	VORP_CROSS_CHECK_DESIGNS=20 ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1 ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS) -LE deep
 
 demo: build
 	rm -rf demo-out && mkdir demo-out

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/reliability/process.h"
+#include "tests/support/chains.h"
 #include "tests/support/fixture.h"
 
 namespace vorp::test {
@@ -24,12 +25,6 @@ Outcome run_top(const TempDir& dir, const char* mode = nullptr) {
 std::string counts(long before, long after) {
     return "Number of inverters\n\t" + std::to_string(before) + " ---> " + std::to_string(after) +
            "\n";
-}
-
-std::string names(const char* stem, long from, long to) {
-    std::string s;
-    for (long i = from; i < to; ++i) s += " " + std::string(stem) + std::to_string(i);
-    return s;
 }
 
 // top: a -> inv t -> m1 -> m2 -> ... -> m<levels-1>, whose inverter and
@@ -76,7 +71,7 @@ TEST(DeepStructure, HierarchyFiveThousandLevelsDeepWrittenFlat) {
 // a -> inv i0 -> inv i1 -> ... -> y; an even number folds away completely.
 std::string inverter_chain(long cells) {
     std::string s = "(def-module top\n (def-pin a type input)\n (def-pin y type output)\n";
-    s += " (def-comp inv-" + names("i", 0, cells) + ")\n (def-net a i0.in)\n";
+    s += " (def-comp inv-" + numbered_names("i", 0, cells) + ")\n (def-net a i0.in)\n";
     for (long i = 0; i + 1 < cells; ++i)
         s += " (def-net i" + std::to_string(i) + ".nout i" + std::to_string(i + 1) + ".in)\n";
     s += " (def-net i" + std::to_string(cells - 1) + ".nout y))\n";
@@ -103,7 +98,7 @@ TEST(DeepStructure, ClockThroughAMillionBuffers) {
     std::string s =
         "(def-module top\n (def-pin clk type input)\n (def-pin d type input)\n"
         " (def-pin q type output)\n";
-    s += " (def-comp ninv-" + names("b", 0, cells) + ")\n";
+    s += " (def-comp ninv-" + numbered_names("b", 0, cells) + ")\n";
     s += " (def-comp reg-1 r)\n (def-comp inv- d1 d2)\n (def-net clk b0.in)\n";
     for (long i = 0; i + 1 < cells; ++i)
         s += " (def-net b" + std::to_string(i) + ".out b" + std::to_string(i + 1) + ".in)\n";
@@ -119,38 +114,15 @@ TEST(DeepStructure, ClockThroughAMillionBuffers) {
     EXPECT_EQ(written.find("\tinv-"), std::string::npos);
 }
 
-// a -> (inverters) -> g0 -> g1 -> ... -> y, each NAND with both inputs on
-// the previous output; `every` > 0 puts an inverter after every `every`-th
-// gate, which the reduction must then weigh gate by gate.
-std::string gate_chain(long gates, long every) {
-    std::string s = "(def-module top\n (def-pin a type input)\n (def-pin y type output)\n";
-    s += " (def-comp nand--2" + names("g", 0, gates) + ")\n";
-    s += " (def-comp inv- v0 v1";
-    for (long i = 0; every > 0 && i + 1 < gates; i += every) s += " w" + std::to_string(i);
-    s += ")\n (def-net a v0.in)\n (def-net v0.nout v1.in)\n (def-net v1.nout g0.a g0.b)\n";
-    for (long i = 0; i + 1 < gates; ++i) {
-        const std::string out = "g" + std::to_string(i) + ".nout";
-        const std::string next = "g" + std::to_string(i + 1);
-        if (every > 0 && i % every == 0) {
-            const std::string w = "w" + std::to_string(i);
-            s += " (def-net " + out + " " + w + ".in)\n (def-net " + w + ".nout " + next + ".a " +
-                 next + ".b)\n";
-        } else {
-            s += " (def-net " + out + " " + next + ".a " + next + ".b)\n";
-        }
-    }
-    s += " (def-net g" + std::to_string(gates - 1) + ".nout y))\n";
-    return s;
-}
-
 // The chain runs through, every inverter goes, the file is written whole.
 void expect_gate_chain_reduced(long gates, long every) {
     TempDir dir;
     dir.write("r/top.nld", gate_chain(gates, every));
     const Outcome r = run_top(dir);
     EXPECT_EQ(r.status, 0);
-    const long inverters = 2 + (every > 0 ? (gates - 2) / every + 1 : 0);
-    EXPECT_TRUE(ends_with(r.err, counts(inverters, 0))) << r.err.substr(r.err.size() - 100);
+    const long before = gate_chain_inverters(gates, every);
+    const long after = gate_chain_inverters_left(gates, every);
+    EXPECT_TRUE(ends_with(r.err, counts(before, after))) << r.err.substr(r.err.size() - 100);
     EXPECT_TRUE(ends_with(read_file(dir.path() + "/out/top.nld"), ")\n"));
 }
 
