@@ -26,11 +26,14 @@ struct Written {
     std::string top;  // the written file of the top module
 };
 
-// vorp on dir/r with top module `top`, written into dir/out.
-Written reduce(const TempDir& dir, const std::string& top = "top") {
+// vorp on dir/r with top module `top`, written into dir/out; `option` (-a)
+// goes first when given.
+Written reduce(const TempDir& dir, const std::string& top = "top", const char* option = nullptr) {
     dir.mkdir("out");
+    std::vector<std::string> words = {top, dir.path() + "/r", "-w", dir.path() + "/out"};
+    if (option) words.insert(words.begin(), option);
     Written w;
-    w.run = run_in_process({top, dir.path() + "/r", "-w", dir.path() + "/out"});
+    w.run = run_in_process(words);
     w.top = read_file(dir.path() + "/out/" + top + ".nld");
     return w;
 }
@@ -309,13 +312,13 @@ std::pair<long, long> printed_counts(const std::string& err) {
 // Copies that share nothing but their clock are separate groups of the
 // reduction, whose moves weigh only their own nets: the million-cell module
 // must end as that many copies of the block run alone.
-TEST(MillionCells, OneFlatModuleOfVariedCells) {
+void expect_copies_reduced_alike(const char* option) {
     const long copies = 4, per_copy = kMillion / copies;
     const Block block = random_block(20261123, per_copy);
 
     TempDir alone;
     alone.write("r/top.nld", flat_copies(block, 1));
-    const Written one = reduce(alone);
+    const Written one = reduce(alone, "top", option);
     ASSERT_EQ(one.run.status, 0);
     const auto [one_before, one_after] = printed_counts(one.run.err);
     ASSERT_EQ(one_before, inverters_in(block));
@@ -323,7 +326,7 @@ TEST(MillionCells, OneFlatModuleOfVariedCells) {
 
     TempDir dir;
     dir.write("r/top.nld", flat_copies(block, copies));
-    const Written all = reduce(dir);
+    const Written all = reduce(dir, "top", option);
     EXPECT_EQ(all.run.status, 0);
     EXPECT_TRUE(ends_with(all.run.err, counts(copies * one_before, copies * one_after)))
         << all.run.err.substr(all.run.err.size() - 100);
@@ -331,6 +334,15 @@ TEST(MillionCells, OneFlatModuleOfVariedCells) {
     for (long& n : expected) n *= copies;
     EXPECT_EQ(cell_census(all.top), expected);
     EXPECT_TRUE(ends_with(all.top, ")\n"));
+}
+
+TEST(MillionCells, OneFlatModuleOfVariedCells) {
+    expect_copies_reduced_alike(nullptr);
+}
+
+// With -a the and/or gates also take inversions into their outputs.
+TEST(MillionCells, OneFlatModuleOfVariedCellsWithOutputComplements) {
+    expect_copies_reduced_alike("-a");
 }
 
 }  // namespace
