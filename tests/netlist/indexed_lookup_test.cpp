@@ -67,6 +67,18 @@ std::string random_module(std::mt19937& rng) {
     return text.str();
 }
 
+// One random module read from "r.nld" into a design of its own.
+struct RandomRead {
+    std::ostringstream err;
+    Design d{err};
+    std::string text;
+    Module* module = nullptr;
+    explicit RandomRead(std::mt19937& rng) : text(random_module(rng)) {
+        d.cur_path = "r.nld";
+        module = read_nld(d, text);
+    }
+};
+
 std::vector<Node*> nodes_of(const Module& m) {
     std::vector<Node*> out;
     for (Net* net = m.nets; net; net = net->next)
@@ -111,11 +123,10 @@ TEST(IndexedLookups, CheckNetsEqualsTheDirectWalk) {
     std::mt19937 rng(12345);
     int passed = 0, refused = 0;
     for (int round = 0; round < 3000; ++round) {
-        std::ostringstream err;
-        Design d(err);
-        d.cur_path = "r.nld";
-        const std::string text = random_module(rng);
-        Module* m = read_nld(d, text);
+        RandomRead read(rng);
+        Design& d = read.d;
+        const std::string& text = read.text;
+        Module* m = read.module;
         std::vector<Node*> attached;
         for (Instance* i = m->insts; i; i = i->next) attached.push_back(i->node);
         std::vector<Node*> read_rings;
@@ -134,7 +145,7 @@ TEST(IndexedLookups, CheckNetsEqualsTheDirectWalk) {
         std::vector<Node*> rings;
         for (Node* n : nodes_of(*m)) rings.push_back(n->same_inst);
         const std::string expected = literal_check_nets(*m);
-        ASSERT_EQ(err.str(), expected) << text;
+        ASSERT_EQ(read.err.str(), expected) << text;
         // The reader flags exactly the files that the check refuses.
         ASSERT_EQ(over_limit, !expected.empty()) << text;
         if (!expected.empty()) {
@@ -179,10 +190,9 @@ TEST(IndexedLookups, CopyPlanRefusesWhatTheCheckRefusesOnTheCopy) {
     std::mt19937 rng(4242);
     int refused = 0;
     for (int round = 0; round < 3000; ++round) {
-        std::ostringstream err;
-        Design d(err);
-        d.cur_path = "r.nld";
-        const Module* source = read_nld(d, random_module(rng));
+        RandomRead read(rng);
+        Design& d = read.d;
+        const Module* source = read.module;
         const CopyPlan plan = plan_copy(*source);
         Module* copy = copy_module(d, plan);
         const std::string expected = literal_check_nets(*copy);
@@ -200,11 +210,10 @@ TEST(IndexedLookups, CopyBindsLikeTheLinearSearches) {
     std::mt19937 rng(777);
     int duplicated = 0;
     for (int round = 0; round < 2000; ++round) {
-        std::ostringstream err;
-        Design d(err);
-        d.cur_path = "r.nld";
-        const std::string text = random_module(rng);
-        const Module* source = read_nld(d, text);
+        RandomRead read(rng);
+        Design& d = read.d;
+        const std::string& text = read.text;
+        const Module* source = read.module;
         const int inverters = d.inverter_count;
         const Module* copy = copy_module(d, *source);
         int copied_inverters = 0;
