@@ -61,14 +61,24 @@ bool unlink_node(Design& d, Node* node, Node* before) {
     return true;
 }
 
-void append_nodes(Design& d, Net* net, Node* from) {
-    Node* last = d.net_index ? d.net_index->last_node(net) : last_of(net->nodes);
+namespace {
+
+// Links the nodes from `from` on behind `last` (at the head when none), moves
+// them to the net and tells the index; returns the net's new last node.
+Node* link_behind(Design& d, Net* net, Node* last, Node* from) {
     (last ? last->next : net->nodes) = from;
     for (Node* n = from; n; n = n->next) {
         n->net = net;
         last = n;
     }
     if (d.net_index && from) d.net_index->appended(net, last);
+    return last;
+}
+
+}  // namespace
+
+void append_nodes(Design& d, Net* net, Node* from) {
+    link_behind(d, net, d.net_index ? d.net_index->last_node(net) : last_of(net->nodes), from);
 }
 
 bool unlink_net(Design& d, Net* net, Module& module) {
@@ -93,12 +103,7 @@ bool append_net(Design& d, Net* keep, Net* drop, Node*& keep_last) {
         *d.err << "vorp: empty net internally appered, sorry.\n";
         return false;
     }
-    keep_last->next = drop->nodes;
-    for (Node* n = drop->nodes; n; n = n->next) {
-        n->net = keep;
-        keep_last = n;
-    }
-    if (d.net_index && drop->nodes) d.net_index->appended(keep, keep_last);
+    keep_last = link_behind(d, keep, keep_last, drop->nodes);
     return unlink_net(d, drop, *d.top());
 }
 
