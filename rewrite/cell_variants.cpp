@@ -26,10 +26,11 @@ bool redistribute(Design& d, Pair& p) {
     if (!p.a && !p.b) return false;
     if (!p.a) p.a = d.make<Net>(), p.a_new = true;
     if (!p.b) p.b = d.make<Net>(), p.b_new = true;
-    Node* old_a = p.a->nodes;
-    Node* old_b = p.b->nodes;
-    p.a->nodes = nullptr;
-    p.b->nodes = nullptr;
+    // A before B: when both are one net (a register whose out was folded
+    // onto its own nout), B's list is already empty and each node is
+    // walked once.
+    Node* old_a = std::exchange(p.a->nodes, nullptr);
+    Node* old_b = std::exchange(p.b->nodes, nullptr);
     auto sort = [](Node* list, Net* own, Net* other) {
         while (list) {
             Node* next = list->next;

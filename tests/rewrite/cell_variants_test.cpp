@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -496,6 +497,28 @@ TEST_F(Registers, ExistingOutputNetWithoutSourceIsLeftAlone) {
     EXPECT_TRUE(still_there);
     EXPECT_EQ(ga->net, b.top->nets);
     EXPECT_EQ(ring_of(r).size(), 3u);
+}
+
+TEST_F(Registers, OutFoldedOntoItsOwnNoutWalksEachNodeOnce) {
+    // An inverter from "out" to the same register's "nout" was folded: both
+    // outputs drive one net. The net is its own complement, so every node
+    // stays on it, once, and an inverted load just loses its inversion.
+    Net* q = b.net();
+    b.drive(q, r, "out");
+    b.pin(q, r, "nout", KW_OUTPUT, 0, 0);
+    Node* ga = b.load(q, g, "a", -1);
+    b.load(q, g, "b", 1);
+    std::vector<Node*> expected = nodes_of(q);
+    std::reverse(expected.begin(), expected.end());
+    apply_polarities(b.d);
+    EXPECT_EQ(nodes_of(q), expected);
+    EXPECT_EQ(ga->net, q);
+    EXPECT_EQ(ga->pol_a(), 1);
+    EXPECT_EQ(ga->pol_b(), 1);
+    EXPECT_EQ(ring_of(r).size(), 3u);
+    bool still_there = false;
+    for (Net* x : nets_of(*b.top)) still_there |= x == q;
+    EXPECT_TRUE(still_there);
 }
 
 TEST(RegisterOutputs, EveryRegisterCellIsVisited) {

@@ -20,6 +20,9 @@
 #                                       clock pin
 #   register-named-like-generated-cell  a register or sub-module instance
 #                                       named like a renumbered cell (inv-1)
+#   register-out-inverted-onto-own-nout an inverter from a register's
+#                                       "out" to the same register's "nout"
+#                                       (or back)
 #   flat-mode-open-port                 with -f: a sub-module port that its
 #                                       parent leaves unconnected (its node
 #                                       stays on a top net and is written by
@@ -86,6 +89,19 @@ END {
         if (cell[key] ~ /^e(n)?or-/ && xor_inputs[key] == 1) found["xor-one-input-complemented"] = 1
     }
     for (p in global_port) if (p in used_pin) found["global-port-behind-folded-inverter"] = 1
+    for (key in cell) {
+        if (cell[key] != "inv-") continue
+        split(key, part, SUBSEP)
+        in_net = at[part[1], part[2], "in"]; out_net = at[part[1], part[2], "nout"]
+        if (in_net == "" || out_net == "") continue
+        for (reg_key in register) {
+            split(reg_key, rk, SUBSEP)
+            if (rk[1] != part[1]) continue
+            out = at[rk[1], rk[2], "out"]; nout = at[rk[1], rk[2], "nout"]
+            if ((out == in_net && nout == out_net) || (nout == in_net && out == out_net))
+                found["register-out-inverted-onto-own-nout"] = 1
+        }
+    }
     # A bus never floats when its two buffers' enables are an inverter's
     # input and output.
     for (key in cell) {
@@ -115,7 +131,8 @@ END {
     n_names = split("xor-one-input-complemented twisted-sticky-inverter-doubled " \
                     "scan-out-consumers global-port-behind-folded-inverter " \
                     "flat-mode-sub-module-clocks register-output-as-clock " \
-                    "register-named-like-generated-cell kept-sticky-output-pin " \
+                    "register-named-like-generated-cell register-out-inverted-onto-own-nout " \
+                    "kept-sticky-output-pin " \
                     "floating-tristate-bus", names, " ")
     for (e = 1; e <= n_names; e++) if (names[e] in found) print names[e]
     if (flat) {
