@@ -35,6 +35,31 @@ inline uint64_t hash_name(std::string_view name) {
     return hash_name(name.data(), name.size());
 }
 
+// Whether the zero-terminated `stored` is `name`, which holds no zero byte.
+// A byte loop: names are short, and a shorter `stored` ends at its zero,
+// which `name` cannot match.
+inline bool same_name(const char* stored, std::string_view name) {
+    for (std::size_t i = 0; i < name.size(); ++i)
+        if (stored[i] != name[i]) return false;
+    return stored[name.size()] == '\0';
+}
+
+// Grow an open-addressing table with linear probing to `capacity` slots (a
+// power of two). The tag alone places a slot, so growing needs no name again.
+template <class Slot, class Alloc, class Occupied>
+void grow_table(std::vector<Slot, Alloc>& slots, std::size_t capacity, std::size_t& mask,
+                Occupied occupied) {
+    std::vector<Slot, Alloc> old(capacity, Slot{});
+    old.swap(slots);
+    mask = capacity - 1;
+    for (const Slot& slot : old) {
+        if (!occupied(slot)) continue;
+        std::size_t i = slot.tag & mask;
+        while (occupied(slots[i])) i = (i + 1) & mask;
+        slots[i] = slot;
+    }
+}
+
 // Name -> record, for records with a zero-terminated `name`. Putting a
 // record whose name is already there replaces the earlier one: lists that
 // grow at the front put each record as it is prepended, so the table answers
@@ -125,25 +150,8 @@ class NameTable {
         while (capacity < 2 * entries) capacity *= 2;
         return capacity;
     }
-    // `stored` is zero-terminated; `name` holds no zero byte.
-    // A byte loop: names are short, and a shorter `stored` ends at its zero,
-    // which `name` cannot match.
-    static bool same_name(const char* stored, std::string_view name) {
-        for (std::size_t i = 0; i < name.size(); ++i)
-            if (stored[i] != name[i]) return false;
-        return stored[name.size()] == '\0';
-    }
-    // The tag alone places a slot, so growing needs no name again.
     void rebuild(std::size_t capacity) {
-        std::vector<Slot, HugePageAllocator<Slot>> old(capacity, Slot{0, 0, nullptr});
-        old.swap(slots_);
-        mask_ = capacity - 1;
-        for (const Slot& slot : old) {
-            if (!slot.record) continue;
-            std::size_t i = slot.tag & mask_;
-            while (slots_[i].record) i = (i + 1) & mask_;
-            slots_[i] = slot;
-        }
+        grow_table(slots_, capacity, mask_, [](const Slot& slot) { return slot.record; });
     }
 
     std::vector<Slot, HugePageAllocator<Slot>> slots_;

@@ -8,6 +8,7 @@
 #include "db/lists.h"
 #include "netlist/lexer.h"
 #include "netlist/name_table.h"
+#include "netlist/record_index.h"
 
 namespace vorp {
 
@@ -38,8 +39,7 @@ class Reader {
     void read_def_comp();
     void read_def_net();
     Node* read_net_node(Net* net);
-    using InstSlot = NameTable<Instance>::Slot;
-    void attach(InstSlot& slot, Node* node);
+    void attach(RecordIndex::Entry& entry, Node* node);
     int keyword_value();
     const char* pin_text();
 
@@ -47,9 +47,7 @@ class Reader {
     Lexer lex_;
     bool pcd_;
     Module* module_ = nullptr;
-    // The first port and the first instance of each name in list order.
-    NameTable<Instance> ports_;
-    NameTable<Instance> insts_;
+    RecordIndex records_;
     // One text per distinct pin name of the file, shared by its nodes.
     struct PinText {
         const char* name;
@@ -80,18 +78,20 @@ void Reader::run_ahead(std::size_t& cursor, std::size_t distance, Step step) {
 // next, each a few connections before the one before it is needed, so that
 // the misses of several lookups overlap.
 void Reader::prefetch_ahead() {
-    run_ahead(slots_ahead_, 48, [this](uint64_t hash) { insts_.prefetch(hash); });
+    run_ahead(slots_ahead_, 48, [this](uint64_t hash) { records_.prefetch(hash); });
     run_ahead(records_ahead_, 27, [this](uint64_t hash) {
-        if (const Instance* inst = insts_.probe(hash)) {
+        const RecordIndex::Entry* entry = records_.probe(hash);
+        if (!entry) return;
+        __builtin_prefetch(entry->name);
+        if (const Instance* inst = entry->inst) {
             __builtin_prefetch(inst);
             __builtin_prefetch(&inst->node);
         }
     });
     run_ahead(names_ahead_, 12, [this](uint64_t hash) {
-        const Instance* inst = insts_.probe(hash);
-        if (!inst) return;
-        __builtin_prefetch(inst->name);
-        if (inst->node) __builtin_prefetch(&inst->node->same_inst);
+        const RecordIndex::Entry* entry = records_.probe(hash);
+        if (entry && entry->inst && entry->inst->node)
+            __builtin_prefetch(&entry->inst->node->same_inst);
     });
 }
 
@@ -197,7 +197,7 @@ void Reader::read_def_pin() {
     port->name = copy_name();
     port->owner = module_;
     push_front(module_->ports, port);
-    ports_.put(port, lex_.name_hash());
+    records_.put_port(port, lex_.name_hash());
 
     bool typed = false;
     int token = next();
@@ -246,7 +246,7 @@ void Reader::read_def_comp() {
         inst->owner = module_;
         inst->module_name = module_name;
         push_front(module_->insts, inst);
-        insts_.put(inst, lex_.name_hash());
+        records_.put_inst(inst, lex_.name_hash());
         if (cell == CELL_INV) ++d_.inverter_count;
     }
 }
@@ -272,7 +272,9 @@ Node* Reader::read_net_node(Net* net) {
     node->net = net;
     node->same_inst = node;
     push_front(net->nodes, node);
-    if (Instance* port = ports_.find(lex_.name(), lex_.name_hash())) {
+    RecordIndex::Entry* entry = records_.find(lex_.name(), lex_.name_hash());
+    if (entry && entry->port) {
+        Instance* port = entry->port;
         node->inst = port;
         node->pin = port->name;
         node->set_pin_type(port->pin_type());
@@ -281,32 +283,32 @@ Node* Reader::read_net_node(Net* net) {
     }
     // Look the instance up now, while its name is the token; a missing one
     // is reported only after the "." and the pin name have been read.
-    InstSlot* slot = insts_.find_slot(lex_.name(), lex_.name_hash());
-    const std::string missing = slot ? std::string() : std::string(d_.token) + " undefined";
+    if (entry && !entry->inst) entry = nullptr;
+    const std::string missing = entry ? std::string() : std::string(d_.token) + " undefined";
     if (next() != TOK_DOT) input_fault(d_, "error");
     expect_name();
-    if (!slot) input_fault(d_, missing.c_str());
-    Instance* inst = slot->record;
+    if (!entry) input_fault(d_, missing.c_str());
+    Instance* inst = entry->inst;
     node->set_pin_type(pin_type_of(d_.token, inst->cell()));
     if (node->pin_type() == 0) silent_fault();
     node->inst = inst;
     node->pin = pin_text();
-    attach(*slot, node);
+    attach(*entry, node);
     return node;
 }
 
 // Join the instance's ring after the node attached last, so that the ring
 // runs in reading order, as the pin-count check would build it, and count
 // the instance's connections against its cell's pins.
-void Reader::attach(InstSlot& slot, Node* node) {
-    Instance* inst = slot.record;
+void Reader::attach(RecordIndex::Entry& entry, Node* node) {
+    Instance* inst = entry.inst;
     if (Node* last = inst->node) {
         node->same_inst = last->same_inst;
         last->same_inst = node;
     }
     inst->node = node;
     const int limit = pin_limit(*inst);
-    if (limit != 0 && ++slot.value > static_cast<uint32_t>(limit)) d_.pins_over_limit = 1;
+    if (limit != 0 && ++entry.bound > static_cast<uint32_t>(limit)) d_.pins_over_limit = 1;
 }
 
 // The pin name token as a text shared with every node on a pin of that name.
