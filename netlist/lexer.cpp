@@ -54,16 +54,8 @@ int Lexer::next_token() {
     return current_.token;
 }
 
-const Lexeme* Lexer::peek(std::size_t ahead) {
-    if (ahead > kLookahead) return nullptr;
-    while (count_ <= ahead)
-        if (stopped_ || !produce()) return nullptr;
-    return &queue_[(head_ + ahead) % kQueue];
-}
-
-// Lex one token onto the queue; false when the queue is full.
-bool Lexer::produce() {
-    if (count_ == kQueue) return false;
+// Lex one token onto the queue, which has room.
+const Lexeme* Lexer::produce() {
     if (!started_) {
         line_ = d_.line;
         started_ = true;
@@ -72,7 +64,7 @@ bool Lexer::produce() {
     out = lex();
     ++count_;
     stopped_ = out.token == TOK_EOF || out.token == TOK_FAULT;
-    return true;
+    return &out;
 }
 
 Lexeme Lexer::lex() {

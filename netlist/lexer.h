@@ -56,15 +56,18 @@ class Lexer {
     std::string_view name() const { return {d_.token, current_.size}; }
     uint64_t name_hash() const { return current_.hash; }
 
-    // The token `ahead` places after the last one returned (0: the next),
-    // lexed now if need be; null past the end of the file or a fault, or
-    // beyond `kLookahead`.
-    static constexpr std::size_t kLookahead = 63;
-    const Lexeme* peek(std::size_t ahead);
+    // Tokens are lexed ahead onto a queue of `kQueue`: `lex_ahead` lexes
+    // one more and returns it, or null when the queue is full or holds the
+    // end of the file or a fault already.
+    static constexpr std::size_t kQueue = 64;
+    const Lexeme* lex_ahead() { return stopped_ || count_ == kQueue ? nullptr : produce(); }
+    // How many tokens wait on the queue, and the one `k` places after the
+    // next token to return (`k` below `queued()`).
+    std::size_t queued() const { return count_; }
+    const Lexeme& queued_at(std::size_t k) const { return queue_[(head_ + k) % kQueue]; }
 
    private:
-    static constexpr std::size_t kQueue = kLookahead + 1;
-    bool produce();
+    const Lexeme* produce();
     Lexeme lex();
     Lexeme read_name();
     bool skip_comment();

@@ -21,12 +21,11 @@ class Reader {
 
    private:
     int next() {
-        ++consumed_;
+        while (lex_.queued() < kAhead && lex_ahead()) {
+        }
         return lex_.next_token();
     }
-    void prefetch_ahead();
-    template <class Step>
-    void run_ahead(std::size_t& cursor, std::size_t distance, Step step);
+    bool lex_ahead();
     char* copy_name() { return d_.copy_string(lex_.name().data(), lex_.name().size()); }
     void expect_name() {
         if (next() != TOK_NAME) input_fault(d_, "error");
@@ -54,45 +53,42 @@ class Reader {
     };
     NameTable<PinText> pins_;
     std::deque<PinText> pin_texts_;
-    // Tokens returned so far, and how far ahead each prefetch stage has gone.
-    std::size_t consumed_ = 0;
-    std::size_t slots_ahead_ = 0;
-    std::size_t records_ahead_ = 0;
-    std::size_t names_ahead_ = 0;
+    // How many tokens are lexed ahead of the one the reader works on.
+    static constexpr std::size_t kAhead = 48;
 };
 
-// Each name coming within `distance` tokens that `cursor` has not reached
-// yet goes through `step`.
-template <class Step>
-void Reader::run_ahead(std::size_t& cursor, std::size_t distance, Step step) {
-    if (cursor < consumed_) cursor = consumed_;
-    for (; cursor < consumed_ + distance; ++cursor) {
-        const Lexeme* ahead = lex_.peek(cursor - consumed_);
-        if (!ahead) return;
-        if (ahead->token == TOK_NAME) step(ahead->hash);
-    }
-}
-
-// The instance lookups of a large module miss the cache at every step: the
-// slot, the record, its name, its last node. Fetch them for the names coming
-// next, each a few connections before the one before it is needed, so that
-// the misses of several lookups overlap.
-void Reader::prefetch_ahead() {
-    run_ahead(slots_ahead_, 48, [this](uint64_t hash) { records_.prefetch(hash); });
-    run_ahead(records_ahead_, 27, [this](uint64_t hash) {
-        const RecordIndex::Entry* entry = records_.probe(hash);
-        if (!entry) return;
-        __builtin_prefetch(entry->name);
-        if (const Instance* inst = entry->inst) {
-            __builtin_prefetch(inst);
-            __builtin_prefetch(&inst->node);
+// The lookups of a large module miss the cache at every step: the slot, the
+// name and the record, the record's last node. Each token lexed ahead starts
+// the first for itself, the second for the token lexed 21 before it and the
+// third for the one lexed 36 before it, so that the misses of several
+// lookups overlap and each is done by the time the reader needs it. (The
+// prefetches stay with the lexing: a function of prefetches alone has no
+// effect the compiler would keep.)
+bool Reader::lex_ahead() {
+    const Lexeme* fresh = lex_.lex_ahead();
+    if (!fresh) return false;
+    const std::size_t last = lex_.queued() - 1;
+    if (fresh->token == TOK_NAME) records_.prefetch(fresh->hash);
+    if (last >= 21) {
+        const Lexeme& ahead = lex_.queued_at(last - 21);
+        const RecordIndex::Entry* entry =
+            ahead.token == TOK_NAME ? records_.probe(ahead.hash) : nullptr;
+        if (entry) {
+            __builtin_prefetch(entry->name);
+            if (const Instance* inst = entry->inst) {
+                __builtin_prefetch(inst);
+                __builtin_prefetch(&inst->node);
+            }
         }
-    });
-    run_ahead(names_ahead_, 12, [this](uint64_t hash) {
-        const RecordIndex::Entry* entry = records_.probe(hash);
+    }
+    if (last >= 36) {
+        const Lexeme& ahead = lex_.queued_at(last - 36);
+        const RecordIndex::Entry* entry =
+            ahead.token == TOK_NAME ? records_.probe(ahead.hash) : nullptr;
         if (entry && entry->inst && entry->inst->node)
             __builtin_prefetch(&entry->inst->node->same_inst);
-    });
+    }
+    return true;
 }
 
 Module* Reader::read() {
@@ -238,7 +234,6 @@ void Reader::read_def_comp() {
             return;
         }
         if (token != TOK_NAME) input_fault(d_, "error");
-        prefetch_ahead();
         Instance* inst = d_.make<Instance>();
         inst->name = copy_name();
         inst->set_cell(cell);
@@ -261,7 +256,6 @@ void Reader::read_def_net() {
             return;
         }
         if (token != TOK_NAME) input_fault(d_, "error");
-        prefetch_ahead();
         read_net_node(net);
     }
 }
