@@ -40,7 +40,9 @@ class Reader {
     Node* read_net_node(Net* net);
     void attach(RecordIndex::Entry& entry, Node* node);
     int keyword_value();
-    const char* pin_text();
+    struct PinText;
+    PinText& pin_text();
+    int form_keyword();
 
     Design& d_;
     Lexer lex_;
@@ -48,8 +50,22 @@ class Reader {
     Module* module_ = nullptr;
     RecordIndex records_;
     // One text per distinct pin name of the file, shared by its nodes.
+    // Each text also keeps the pin type it has on each cell, worked out at
+    // its first use on that cell.
     struct PinText {
+        static constexpr int kCells = CELL_STICKY_TS - CELL_INV + 1;
+        static constexpr int16_t kUnknown = -1;
         const char* name;
+        int16_t types[kCells];
+        explicit PinText(const char* text) : name(text) {
+            for (int16_t& type : types) type = kUnknown;
+        }
+        int type_on(int cell) {
+            if (cell < CELL_INV || cell > CELL_STICKY_TS) return pin_type_of(name, cell);
+            int16_t& type = types[cell - CELL_INV];
+            if (type == kUnknown) type = static_cast<int16_t>(pin_type_of(name, cell));
+            return type;
+        }
     };
     NameTable<PinText> pins_;
     std::deque<PinText> pin_texts_;
@@ -164,9 +180,18 @@ void Reader::skip_form() {
     }
 }
 
+// The keyword of the name token: the words that open most forms are known
+// without a search.
+int Reader::form_keyword() {
+    const std::string_view name = lex_.name();
+    if (name == "def-net") return KW_DEF_NET;
+    if (name == "def-comp") return KW_DEF_COMP;
+    return lookup_keyword(d_.token, KeywordTable);
+}
+
 void Reader::read_form() {
     expect_name();
-    const int kw = lookup_keyword(d_.token, KeywordTable);
+    const int kw = form_keyword();
     if (kw == KW_DEF_MODULE) input_fault(d_, "error");
     if (kw == KW_DEF_PIN)
         read_def_pin();
@@ -193,7 +218,7 @@ void Reader::read_def_pin() {
     port->name = copy_name();
     port->owner = module_;
     push_front(module_->ports, port);
-    records_.put_port(port, lex_.name_hash());
+    records_.put_port(port, {port->name, lex_.name().size()}, lex_.name_hash());
 
     bool typed = false;
     int token = next();
@@ -241,7 +266,7 @@ void Reader::read_def_comp() {
         inst->owner = module_;
         inst->module_name = module_name;
         push_front(module_->insts, inst);
-        records_.put_inst(inst, lex_.name_hash());
+        records_.put_inst(inst, {inst->name, lex_.name().size()}, lex_.name_hash());
         if (cell == CELL_INV) ++d_.inverter_count;
     }
 }
@@ -283,10 +308,11 @@ Node* Reader::read_net_node(Net* net) {
     expect_name();
     if (!entry) input_fault(d_, missing.c_str());
     Instance* inst = entry->inst;
-    node->set_pin_type(pin_type_of(d_.token, inst->cell()));
+    PinText& pin = pin_text();
+    node->set_pin_type(pin.type_on(inst->cell()));
     if (node->pin_type() == 0) silent_fault();
     node->inst = inst;
-    node->pin = pin_text();
+    node->pin = pin.name;
     attach(*entry, node);
     return node;
 }
@@ -306,11 +332,11 @@ void Reader::attach(RecordIndex::Entry& entry, Node* node) {
 }
 
 // The pin name token as a text shared with every node on a pin of that name.
-const char* Reader::pin_text() {
-    if (const PinText* known = pins_.find(lex_.name(), lex_.name_hash())) return known->name;
-    pin_texts_.push_back(PinText{copy_name()});
+Reader::PinText& Reader::pin_text() {
+    if (PinText* known = pins_.find(lex_.name(), lex_.name_hash())) return *known;
+    pin_texts_.emplace_back(copy_name());
     pins_.put(&pin_texts_.back(), lex_.name_hash());
-    return pin_texts_.back().name;
+    return pin_texts_.back();
 }
 
 bool any_of(const char* pin, std::initializer_list<const char*> names) {

@@ -29,9 +29,12 @@ class RecordIndex {
 
     // Lists grow at the front: each record put hides the earlier one of its
     // name, as the list walk from the head would.
-    void put_port(Instance* port, uint64_t hash) { entry_for(port->name, hash).port = port; }
-    void put_inst(Instance* inst, uint64_t hash) {
-        Entry& entry = entry_for(inst->name, hash);
+    // `name` is the record's name, `hash` its `hash_name`.
+    void put_port(Instance* port, std::string_view name, uint64_t hash) {
+        entry_for(name, hash).port = port;
+    }
+    void put_inst(Instance* inst, std::string_view name, uint64_t hash) {
+        Entry& entry = entry_for(name, hash);
         entry.inst = inst;
         entry.bound = 0;
     }
@@ -62,14 +65,13 @@ class RecordIndex {
    private:
     static uint32_t tag_of(uint64_t hash) { return static_cast<uint32_t>(hash >> 32); }
 
-    Entry& entry_for(const char* name, uint64_t hash) {
+    Entry& entry_for(std::string_view text, uint64_t hash) {
         if (2 * (size_ + 1) > slots_.size()) rebuild(slots_.size() * 2);
-        const std::string_view text(name);
         const uint32_t tag = tag_of(hash);
         for (std::size_t i = tag & mask_;; i = (i + 1) & mask_) {
             Entry& entry = slots_[i];
             if (!entry.name) {
-                entry = Entry{tag, 0, name, nullptr, nullptr};
+                entry = Entry{tag, 0, text.data(), nullptr, nullptr};
                 ++size_;
                 return entry;
             }
