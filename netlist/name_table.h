@@ -22,8 +22,10 @@ inline uint64_t hash_name(const char* text, std::size_t size) {
         h ^= h >> 32;
     }
     if (size > 0) {
+        // The last bytes as a little-endian word, without a call to copy them.
         uint64_t word = 0;
-        std::memcpy(&word, text, size);
+        for (std::size_t i = 0; i < size; ++i)
+            word |= static_cast<uint64_t>(static_cast<unsigned char>(text[i])) << (8 * i);
         h = (h ^ word) * 0xc4ceb9fe1a85ec53ull;
     }
     h ^= h >> 33;

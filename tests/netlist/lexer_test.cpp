@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -32,9 +33,11 @@ Lexed lex(const std::string& text) {
                 out.tokens.push_back("<eof>");
                 break;
             }
-            if (t == TOK_NAME)
+            if (t == TOK_NAME) {
                 out.tokens.push_back(d.token);
-            else
+                EXPECT_EQ(lexer.name(), out.tokens.back());
+                EXPECT_EQ(lexer.name_hash(), hash_name(out.tokens.back()));
+            } else
                 out.tokens.push_back(std::string(1, static_cast<char>(t)));
         }
     } catch (const Fatal& f) {
@@ -96,6 +99,66 @@ TEST(Lexer, ZeroByteCutsTheNameText) {
     const Lexed l = lex(std::string("ab\0cd ", 6));
     ASSERT_EQ(l.tokens.size(), 2u);
     EXPECT_EQ(l.tokens[0], "ab");
+}
+
+// What a byte-by-byte reading of the text gives: names end at a blank, a
+// newline, a parenthesis, a dot or a semicolon; their text ends at the first
+// zero byte; a comment runs to the end of its line.
+Lexed lex_slowly(const std::string& text) {
+    Lexed out;
+    const auto ends_name = [](char c) {
+        return std::string(" \t\n().;").find(c) != std::string::npos;
+    };
+    std::size_t i = 0;
+    for (;;) {
+        while (i < text.size() && (text[i] == ' ' || text[i] == '\t' || text[i] == '\n')) ++i;
+        if (i == text.size()) break;
+        const char c = text[i];
+        if (c == ';') {
+            const std::size_t newline = text.find('\n', i);
+            if (newline == std::string::npos) break;
+            i = newline + 1;
+        } else if (c == '(' || c == ')' || c == '.') {
+            out.tokens.push_back(std::string(1, c));
+            ++i;
+        } else {
+            std::size_t end = i;
+            while (end < text.size() && !ends_name(text[end])) ++end;
+            if (end == text.size()) {
+                out.status = 1;
+                return out;
+            }
+            const std::string stored = text.substr(i, end - i);
+            out.tokens.push_back(stored.substr(0, stored.find('\0')));
+            i = end + (text[end] == '(' || text[end] == ')' || text[end] == '.' || text[end] == ';'
+                           ? 0
+                           : 1);
+        }
+    }
+    out.tokens.push_back("<eof>");
+    return out;
+}
+
+TEST(Lexer, LongAndShortNamesWithDelimitersAnywhereSplitAsByteByByte) {
+    std::mt19937 rng(2024);
+    static constexpr char kBytes[] = "ab_0\0\r\x80 \t\n().;";
+    const std::string bytes(kBytes, sizeof kBytes - 1);
+    for (int round = 0; round < 3000; ++round) {
+        std::string text;
+        const int length = static_cast<int>(rng() % 80);
+        for (int k = 0; k < length; ++k) {
+            // Mostly name bytes, so that names run across blocks of sixteen.
+            const std::size_t pick = rng() % 4 ? rng() % 7 : rng() % bytes.size();
+            text += bytes[pick];
+        }
+        text += '\n';
+        const Lexed fast = lex(text);
+        const Lexed slow = lex_slowly(text);
+        ASSERT_EQ(fast.status, slow.status) << round;
+        if (fast.status == -1) {
+            ASSERT_EQ(fast.tokens, slow.tokens) << round;
+        }
+    }
 }
 
 TEST(Lexer, NameOf4095BytesIsRead) {
