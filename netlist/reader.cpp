@@ -42,13 +42,28 @@ class Reader {
     int keyword_value();
     struct PinText;
     PinText& pin_text();
-    int form_keyword();
+    int keyword();
+    int cell_of_name();
 
     Design& d_;
     Lexer lex_;
     bool pcd_;
     Module* module_ = nullptr;
     RecordIndex records_;
+    // Words already looked up, by hash: keywords and cell names.
+    struct WordCache {
+        struct Word {
+            bool known = false;
+            std::string text;
+            int code = 0;
+            unsigned long long param = 0;
+            unsigned param_low = 0;
+        };
+        Word words[64];
+        Word& at(uint64_t hash) { return words[hash % 64]; }
+    };
+    WordCache keywords_;
+    WordCache cells_;
     // One text per distinct pin name of the file, shared by its nodes.
     // Each text also keeps the pin type it has on each cell, worked out at
     // its first use on that cell.
@@ -141,7 +156,7 @@ Module* Reader::read() {
 // Bare module attributes of a PCD file; returns the first token after them.
 int Reader::skip_attributes(int token) {
     while (token == TOK_NAME) {
-        const int kw = lookup_keyword(d_.token, KeywordTable);
+        const int kw = keyword();
         if (kw == KW_POWER || kw == KW_AREA || kw == KW_GATES) {
             token = skip_value();
         } else if (kw == KW_CELL_NAME) {
@@ -180,18 +195,40 @@ void Reader::skip_form() {
     }
 }
 
-// The keyword of the name token: the words that open most forms are known
-// without a search.
-int Reader::form_keyword() {
+// The keyword of the name token. A file repeats a few words over and over:
+// each is searched for once.
+int Reader::keyword() {
     const std::string_view name = lex_.name();
-    if (name == "def-net") return KW_DEF_NET;
-    if (name == "def-comp") return KW_DEF_COMP;
-    return lookup_keyword(d_.token, KeywordTable);
+    WordCache::Word& known = keywords_.at(lex_.name_hash());
+    if (!known.known || known.text != name) {
+        known.code = lookup_keyword(d_.token, KeywordTable);
+        known.text = name;
+        known.known = true;
+    }
+    return known.code;
+}
+
+// The cell code of the def-comp cell name token, with `d.cell_param` set as
+// `parse_cell_name` sets it; each cell name is worked out once.
+int Reader::cell_of_name() {
+    const std::string_view name = lex_.name();
+    WordCache::Word& known = cells_.at(lex_.name_hash());
+    if (!known.known || known.text != name) {
+        known.known = false;  // until worked out: a bad suffix ends the run
+        known.code = parse_cell_name(d_, d_.token);
+        known.param = d_.cell_param;
+        known.param_low = d_.cell_param_low;
+        known.text = name;
+        known.known = true;
+    }
+    d_.cell_param = known.param;
+    d_.cell_param_low = known.param_low;
+    return known.code;
 }
 
 void Reader::read_form() {
     expect_name();
-    const int kw = form_keyword();
+    const int kw = keyword();
     if (kw == KW_DEF_MODULE) input_fault(d_, "error");
     if (kw == KW_DEF_PIN)
         read_def_pin();
@@ -206,7 +243,7 @@ void Reader::read_form() {
 // The keyword after `type` or `note`: any keyword is accepted.
 int Reader::keyword_value() {
     expect_name();
-    const int code = lookup_keyword(d_.token, KeywordTable);
+    const int code = keyword();
     if (code == NOT_FOUND) input_fault(d_, "error");
     return code;
 }
@@ -229,7 +266,7 @@ void Reader::read_def_pin() {
             return;
         }
         if (token != TOK_NAME) input_fault(d_, "error");
-        const int kw = lookup_keyword(d_.token, KeywordTable);
+        const int kw = keyword();
         if (kw == KW_TYPE) {
             if (typed) silent_fault();
             typed = true;
@@ -248,7 +285,7 @@ void Reader::read_def_pin() {
 
 void Reader::read_def_comp() {
     expect_name();
-    const int cell = parse_cell_name(d_, d_.token);
+    const int cell = cell_of_name();
     if (is_xor(cell)) d_.has_xor = 1;
     if (is_register(cell)) d_.has_registers = 1;
     const char* module_name = cell == CELL_SUBMODULE ? d_.copy_string(d_.token) : nullptr;

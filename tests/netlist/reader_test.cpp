@@ -554,5 +554,39 @@ TEST(Reader, NameCutByAZeroByteIsAnEmptyText) {
     EXPECT_EQ(find_inst("", *r.m), r.m->insts);
 }
 
+TEST(Reader, RepeatedCellNamesAndKeywordsReadAsTheirFirstUse) {
+    Read r(
+        "(def-module m (def-pin p type input) (def-pin q type output note clock)\n"
+        " (def-comp and--3 a) (def-comp and--300 b) (def-comp and--3 c) (def-comp sub d)\n"
+        " (def-comp sub e) (def-comp and--300 f))");
+    ASSERT_EQ(r.status, -1) << r.err.str();
+    std::vector<std::pair<int, int>> cells;
+    for (const Instance* i = r.m->insts; i; i = i->next) cells.emplace_back(i->cell(), i->param());
+    EXPECT_EQ(cells, (std::vector<std::pair<int, int>>{{CELL_AND, 44},
+                                                       {CELL_SUBMODULE, 0},
+                                                       {CELL_SUBMODULE, 0},
+                                                       {CELL_AND, 3},
+                                                       {CELL_AND, 44},
+                                                       {CELL_AND, 3}}));
+    EXPECT_EQ(r.d.cell_param, 300u);
+    EXPECT_EQ(r.m->ports->pin_type(), KW_OUTPUT);
+    EXPECT_EQ(r.m->ports->note(), KW_CLOCK);
+    EXPECT_EQ(r.m->ports->next->pin_type(), KW_INPUT);
+}
+
+TEST(Reader, EmptyTextIsNoKeywordAndNoCell) {
+    static constexpr char kType[] = "(def-module m (def-pin p type \0x))";
+    const std::string type(kType, sizeof kType - 1);
+    Read bad_type(type);
+    EXPECT_EQ(bad_type.status, 1);
+    EXPECT_EQ(bad_type.err.str(), "\"m.nld\", line 1: error\n");
+    static constexpr char kComp[] = "(def-module m (def-comp \0x a) (def-comp \0y b))";
+    const std::string comp(kComp, sizeof kComp - 1);
+    Read empty_cell(comp);
+    ASSERT_EQ(empty_cell.status, -1) << empty_cell.err.str();
+    EXPECT_EQ(empty_cell.m->insts->cell(), CELL_SUBMODULE);
+    EXPECT_EQ(empty_cell.m->insts->next->cell(), CELL_SUBMODULE);
+}
+
 }  // namespace
 }  // namespace vorp
