@@ -66,30 +66,30 @@ void ClusterState::redo(uint32_t big, uint32_t root) {
     pending_.push_back(big);
 }
 
-void ClusterState::add_pin(uint32_t big, uint32_t root, const Node* n, int sign) {
+void ClusterState::add_pin(uint32_t big, uint32_t root, uint32_t n, int sign) {
     Entry& e = entry_at(big, root);
     unhold(big, e, root);
-    if (n->pin_type() != KW_INPUT) {
+    if (!graph_->input(n)) {
         e.odd = !e.odd;
-    } else if (is_consumer(n)) {
-        e.straight += sign * (n->pol_a() == 1);
-        e.inverted += sign * (n->pol_a() == -1);
+    } else if (graph_->consumer(n)) {
+        e.straight += sign * (graph_->pol_a(n) == 1);
+        e.inverted += sign * (graph_->pol_a(n) == -1);
     }
     redo(big, root);
 }
 
-void ClusterState::vote_changed(const LocalNet& q, const Node* n, int old_a) {
+void ClusterState::vote_changed(const LocalNet& q, uint32_t n, int old_a) {
     BigNet& b = bigs_[q.big];
     if (!b.pending) {
         b.pending = true;
         pending_.push_back(q.big);
     }
-    if (!is_consumer(n)) return;
-    const int new_a = n->pol_a();
+    if (!graph_->consumer(n)) return;
+    const int new_a = graph_->pol_a(n);
     b.cur_s += (new_a == 1) - (old_a == 1);
     b.cur_i += (new_a == -1) - (old_a == -1);
     const uint32_t p = member_of(n);
-    if (p == NONE || !gate_[p] || n->pin_type() != KW_INPUT) return;
+    if (p == NONE || !gate_[p] || !graph_->input(n)) return;
     const uint32_t root = label_[p];
     Entry* e = entry(q.big, root);
     unhold(q.big, *e, root);
@@ -171,10 +171,10 @@ void ClusterState::recompute_big(const LocalNet& q) {
     b.odd.clear();
     b.redo.clear();
     int straight = 0, inverted = 0;
-    for (const Node* n = q.net->nodes; n; n = n->next) {
-        if (is_consumer(n)) {
-            straight += n->pol_a() == 1;
-            inverted += n->pol_a() == -1;
+    for (uint32_t n = graph_->first_node(q.net); n < graph_->end_node(q.net); ++n) {
+        if (graph_->consumer(n)) {
+            straight += graph_->pol_a(n) == 1;
+            inverted += graph_->pol_a(n) == -1;
         }
         const uint32_t p = member_of(n);
         if (p != NONE && gate_[p]) add_pin(q.big, label_[p], n, +1);

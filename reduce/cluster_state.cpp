@@ -50,15 +50,14 @@ std::size_t set_big_net_nodes(std::size_t nodes) {
     return std::exchange(big_net_nodes, nodes);
 }
 
-uint32_t ClusterState::member_of(const Node* n) const {
-    if (!n->seq || n->seq > node_member_.size()) return NONE;
-    const uint32_t v = node_member_[n->seq - 1];
-    return v ? v - 1 : NONE;
+uint32_t ClusterState::member_of(uint32_t node) const {
+    const uint32_t m = graph_->member_of(node);
+    if (m < range_.first || m >= range_.end) return NONE;
+    return local_[m - range_.first];
 }
 
-ClusterState::LocalNet* ClusterState::local_of(const Net* net) {
-    if (!net || !net->work_id || net->work_id > net_local_.size()) return nullptr;
-    const uint32_t v = net_local_[net->work_id - 1];
+ClusterState::LocalNet* ClusterState::local_of(uint32_t net) {
+    const uint32_t v = net_local_[net];
     return v ? &nets_[v - 1] : nullptr;
 }
 
@@ -84,22 +83,20 @@ std::vector<uint32_t> ClusterState::members_of(uint32_t root) const {
 // The members reached from the net's driver by a straight consumer node.
 template <class F>
 void ClusterState::for_each_straight(const LocalNet& q, F&& f) const {
-    for (const Node* n = q.net->nodes; n; n = n->next) {
-        if (n->pol_a() != 1) continue;
+    const TopGraph& graph = *graph_;
+    for (uint32_t n = graph.first_node(q.net); n < graph.end_node(q.net); ++n) {
+        if (graph.pol_a(n) != 1) continue;
         const uint32_t c = member_of(n);
         if (c != NONE) f(c);
     }
 }
 
 void ClusterState::clear_indexes() {
-    for (Instance* m : member_)
-        for_each_in_ring(m->node, [&](Node* n) {
-            if (n->seq && n->seq <= node_member_.size()) node_member_[n->seq - 1] = 0;
-        });
-    for (const LocalNet& q : nets_) net_local_[q.net->work_id - 1] = 0;
-    for (const Logged& e : log_) logged_[e.node->seq - 1] = 0;
+    for (const LocalNet& q : nets_) net_local_[q.net] = 0;
+    for (const Logged& e : log_) logged_[e.node] = 0;
     log_.clear();
     member_.clear();
+    member_id_.clear();
     nets_.clear();
     shares_.clear();
     dirty_.clear();
@@ -114,56 +111,50 @@ void ClusterState::clear_indexes() {
 }
 
 void ClusterState::index_members(Instance* g) {
-    for (Instance* m = g; m; m = m->next_in_group) {
-        if (!in_cluster_set(m->cell(), set_)) continue;
-        const auto p = static_cast<uint32_t>(member_.size());
-        member_.push_back(m);
-        for_each_in_ring(m->node, [&](Node* n) {
-            if (!n->seq) return;
-            grow_to(node_member_, n->seq);
-            node_member_[n->seq - 1] = p + 1;
-        });
-    }
-    const std::size_t count = member_.size();
-    gate_.assign(count, 0);
-    unflippable_.assign(count, 0);
-    for (std::size_t p = 0; p < count; ++p) {
-        gate_[p] = is_gate(member_[p]->cell());
-        unflippable_[p] = gate_[p] && !is_flippable(member_[p]);
+    range_ = graph_->members_of(g);
+    local_.assign(range_.end - range_.first, NONE);
+    gate_.clear();
+    unflippable_.clear();
+    for (uint32_t m = range_.first; m < range_.end; ++m) {
+        const int cell = graph_->cell(m);
+        if (!in_cluster_set(cell, set_)) continue;
+        local_[m - range_.first] = static_cast<uint32_t>(member_.size());
+        member_.push_back(graph_->member(m));
+        member_id_.push_back(m);
+        gate_.push_back(is_gate(cell));
+        unflippable_.push_back(gate_.back() && !graph_->flippable(m));
     }
 }
 
-void ClusterState::index_nets(Reduction& r) {
-    grow_to(net_local_, r.kept->tally.nets());
+void ClusterState::index_nets() {
+    const TopGraph& graph = *graph_;
+    grow_to(net_local_, graph.nets());
     std::vector<uint32_t> capacity;
     for (uint32_t p = 0; p < member_.size(); ++p) {
-        for_each_in_ring(member_[p]->node, [&](Node* n) {
-            Net* net = n->net;
-            if (!net || !net->work_id) return;
+        for (const uint32_t n : graph.ring(member_id_[p])) {
+            const uint32_t net = graph.net_of(n);
             LocalNet* q = local_of(net);
             if (!q) {
                 nets_.push_back({});
                 capacity.push_back(0);
-                net_local_[net->work_id - 1] = static_cast<uint32_t>(nets_.size());
+                net_local_[net] = static_cast<uint32_t>(nets_.size());
                 q = &nets_.back();
                 q->net = net;
-                q->rule = driver_rule(r.d, net);
-                std::size_t nodes = 0;
-                for (const Node* k = net->nodes; k; k = k->next) ++nodes;
-                nodes_ += nodes;
-                q->nodes = nodes;
-                if (nodes > big_net_nodes) q->big = 0;  // numbered below
+                q->rule = graph.rule(net);
+                q->nodes = graph.node_count(net);
+                nodes_ += q->nodes;
+                if (q->nodes > big_net_nodes) q->big = 0;  // numbered below
             }
-            if (net->net_type() == NET_SIGNAL && net->source == n) {
+            if (graph.plain_signal(net) && graph.source(net) == n) {
                 q->edge = true;
                 q->driver = p;
             }
             if (gate_[p]) {
                 ++capacity[q - nets_.data()];
                 // A net whose driver never needs an inverter gives nothing.
-                if (is_signal_net(net) && q->rule != DriverRule::NEVER) q->share = true;
+                if (graph.counted(net) && q->rule != DriverRule::NEVER) q->share = true;
             }
-        });
+        }
     }
     uint32_t first = 0;
     for (std::size_t k = 0; k < nets_.size(); ++k) {
@@ -183,8 +174,9 @@ void ClusterState::index_nets(Reduction& r) {
 
 void ClusterState::build(Reduction& r, Instance* g) {
     clear_indexes();
+    graph_ = &r.kept->tally.graph();
     index_members(g);
-    index_nets(r);
+    index_nets();
     const std::size_t count = member_.size();
     label_.assign(count, 0);
     ring_.assign(count, 0);
@@ -277,11 +269,13 @@ void ClusterState::recompute(LocalNet& q) {
     int straight = 0, inverted = 0;
     std::vector<uint32_t>& roots = acc_list_;
     roots.clear();
-    for (const Node* n = q.net->nodes; n; n = n->next) {
-        const bool consumer = is_consumer(n);
+    const TopGraph& graph = *graph_;
+    for (uint32_t n = graph.first_node(q.net); n < graph.end_node(q.net); ++n) {
+        const bool consumer = graph.consumer(n);
+        const int pol = graph.pol_a(n);
         if (consumer) {
-            straight += n->pol_a() == 1;
-            inverted += n->pol_a() == -1;
+            straight += pol == 1;
+            inverted += pol == -1;
         }
         const uint32_t p = member_of(n);
         if (p == NONE || !gate_[p]) continue;
@@ -290,11 +284,11 @@ void ClusterState::recompute(LocalNet& q) {
             a = {p, 0, 0, false, true};
             roots.push_back(label_[p]);
         }
-        if (n->pin_type() != KW_INPUT) {
+        if (!graph.input(n)) {
             a.odd = !a.odd;
         } else if (consumer) {
-            a.straight += n->pol_a() == 1;
-            a.inverted += n->pol_a() == -1;
+            a.straight += pol == 1;
+            a.inverted += pol == -1;
         }
     }
     const int count = rule_inverters(q.rule, straight, inverted);
@@ -336,19 +330,20 @@ void ClusterState::withdraw(LocalNet& q) {
 template <class F>
 std::size_t ClusterState::for_each_neighbour(uint32_t root, uint32_t x, F&& f) {
     std::size_t walked = 0;
-    for_each_in_ring(member_[x]->node, [&](Node* n) {
+    const TopGraph& graph = *graph_;
+    for (const uint32_t n : graph.ring(member_id_[x])) {
         ++walked;
-        const LocalNet* q = local_of(n->net);
-        if (!q || !q->edge) return;
-        if (n->net->source == n) {
+        const LocalNet* q = local_of(graph.net_of(n));
+        if (!q || !q->edge) continue;
+        if (graph.source(q->net) == n) {
             for_each_straight(*q, [&](uint32_t c) {
                 if (label_[c] == root) f(c);
             });
             walked += q->nodes;
-        } else if (n->pol_a() == 1 && label_[q->driver] == root) {
+        } else if (graph.pol_a(n) == 1 && label_[q->driver] == root) {
             f(q->driver);
         }
-    });
+    }
     return walked;
 }
 
@@ -434,15 +429,15 @@ void ClusterState::all_pieces(uint32_t root, std::vector<std::vector<uint32_t>>&
     const std::vector<uint32_t> xs = members_of(root);
     for (uint32_t x : xs) uf_[x] = x;
     for (uint32_t x : xs)
-        for_each_in_ring(member_[x]->node, [&](Node* n) {
-            const LocalNet* q = local_of(n->net);
-            if (!q || !q->edge || n->net->source != n) return;
+        for (const uint32_t n : graph_->ring(member_id_[x])) {
+            const LocalNet* q = local_of(graph_->net_of(n));
+            if (!q || !q->edge || graph_->source(q->net) != n) continue;
             for_each_straight(*q, [&](uint32_t c) {
                 if (label_[c] != root) return;
                 const uint32_t a = find(x), b = find(c);
                 if (a != b) uf_[b] = a;
             });
-        });
+        }
     std::vector<std::vector<uint32_t>> pieces;
     for (uint32_t x : xs) {
         if (find(x) != x) continue;
@@ -503,16 +498,16 @@ void ClusterState::detach(uint32_t root, const std::vector<std::vector<uint32_t>
             prev_[ring_[x]] = prev_[x];
             bad_[root] -= unflippable_[x];
             if (!gate_[x]) continue;
-            for_each_in_ring(member_[x]->node, [&](Node* n) {
-                LocalNet* q = local_of(n->net);
-                if (!q || !q->share) return;
+            for (const uint32_t n : graph_->ring(member_id_[x])) {
+                LocalNet* q = local_of(graph_->net_of(n));
+                if (!q || !q->share) continue;
                 if (q->big == NONE) {
                     withdraw(*q);
-                    return;
+                    continue;
                 }
                 add_pin(q->big, root, n, -1);
                 add_pin(q->big, piece_root, n, +1);
-            });
+            }
         }
         size_[root] -= static_cast<uint32_t>(piece.size());
         make_root(piece_root, piece);
@@ -526,14 +521,14 @@ void ClusterState::unite(uint32_t a, uint32_t b) {
     const std::vector<uint32_t> xs = members_of(b);
     for (uint32_t x : xs) {
         if (!gate_[x]) continue;
-        for_each_in_ring(member_[x]->node, [&](Node* n) {
-            LocalNet* q = local_of(n->net);
-            if (!q || !q->share) return;
+        for (const uint32_t n : graph_->ring(member_id_[x])) {
+            LocalNet* q = local_of(graph_->net_of(n));
+            if (!q || !q->share) continue;
             if (q->big == NONE)
                 withdraw(*q);
             else
                 move_entry(q->big, b, a);
-        });
+        }
     }
     unkey(a);
     unkey(b);
@@ -585,14 +580,13 @@ uint32_t ClusterState::replay(uint32_t root) {
     std::vector<const LocalNet*> driven;
     for (uint32_t x : xs) {
         uf_[x] = x;
-        for_each_in_ring(member_[x]->node, [&](Node* n) {
-            const LocalNet* q = local_of(n->net);
-            if (q && q->edge && n->net->source == n) driven.push_back(q);
-        });
+        for (const uint32_t n : graph_->ring(member_id_[x])) {
+            const LocalNet* q = local_of(graph_->net_of(n));
+            if (q && q->edge && graph_->source(q->net) == n) driven.push_back(q);
+        }
     }
-    std::sort(driven.begin(), driven.end(), [](const LocalNet* a, const LocalNet* b) {
-        return a->net->work_id < b->net->work_id;
-    });
+    std::sort(driven.begin(), driven.end(),
+              [](const LocalNet* a, const LocalNet* b) { return a->net < b->net; });
     for (const LocalNet* q : driven)
         for_each_straight(*q, [&](uint32_t c) {
             if (label_[c] != root) return;
@@ -605,19 +599,19 @@ uint32_t ClusterState::replay(uint32_t root) {
 bool ClusterState::apply_log() {
     std::vector<Logged> changed;
     for (const Logged& e : log_) {
-        logged_[e.node->seq - 1] = 0;
-        if (e.node->pol_a() != e.old_a) changed.push_back(e);
+        logged_[e.node] = 0;
+        if (graph_->pol_a(e.node) != e.old_a) changed.push_back(e);
     }
     log_.clear();
     if (changed.size() * kRebuildShare > nodes_) return false;
     std::vector<std::array<uint32_t, 3>> lost;  // root and ends of a lost edge
     std::vector<std::pair<uint32_t, uint32_t>> added;
     for (const Logged& e : changed) {
-        LocalNet* q = local_of(e.node->net);
+        LocalNet* q = local_of(graph_->net_of(e.node));
         if (!q) continue;
         if (q->share && q->big == NONE) withdraw(*q);
         if (q->share && q->big != NONE) vote_changed(*q, e.node, e.old_a);
-        const bool was = e.old_a == 1, is = e.node->pol_a() == 1;
+        const bool was = e.old_a == 1, is = graph_->pol_a(e.node) == 1;
         if (!q->edge || was == is) continue;
         const uint32_t c = member_of(e.node);
         if (c == NONE) continue;

@@ -27,6 +27,7 @@
 #include "db/design.h"
 #include "reduce/counting.h"
 #include "reduce/reduction_path.h"
+#include "reduce/top_graph.h"
 
 namespace vorp {
 
@@ -55,7 +56,7 @@ class ClusterState {
         if (s >= logged_.size()) logged_.resize(std::max<std::size_t>(s + 1, 2 * logged_.size()));
         if (logged_[s]) return;
         logged_[s] = 1;
-        log_.push_back({n, static_cast<int8_t>(old_a)});
+        log_.push_back({s, static_cast<int8_t>(old_a)});
     }
     // Changes were made without a log: rebuild at the next step.
     void drop() { valid_ = false; }
@@ -70,7 +71,7 @@ class ClusterState {
    private:
     static constexpr uint32_t NONE = UINT32_MAX;
     struct Logged {
-        const Node* node;
+        uint32_t node;  // in the graph
         int8_t old_a;
     };
     struct Share {
@@ -116,7 +117,7 @@ class ClusterState {
         bool pending = false;
     };
     struct LocalNet {
-        Net* net = nullptr;
+        uint32_t net = 0;        // in the graph
         uint32_t driver = NONE;  // the member driving it, for edge nets
         uint32_t big = NONE;     // in `bigs_`
         uint32_t first = 0;      // its shares in `shares_`
@@ -132,9 +133,9 @@ class ClusterState {
     void build(Reduction& r, Instance* g);
     void clear_indexes();
     void index_members(Instance* g);
-    void index_nets(Reduction& r);
-    uint32_t member_of(const Node* n) const;
-    LocalNet* local_of(const Net* net);
+    void index_nets();
+    uint32_t member_of(uint32_t node) const;
+    LocalNet* local_of(uint32_t net);
     template <class F>
     void for_each_straight(const LocalNet& q, F&& f) const;
 
@@ -150,8 +151,8 @@ class ClusterState {
     void unhold(uint32_t big, Entry& e, uint32_t root);
     void hold(const LocalNet& q, Entry& e, uint32_t root, int straight, int inverted);
     void redo(uint32_t big, uint32_t root);
-    void add_pin(uint32_t big, uint32_t root, const Node* n, int sign);
-    void vote_changed(const LocalNet& q, const Node* n, int old_a);
+    void add_pin(uint32_t big, uint32_t root, uint32_t node, int sign);
+    void vote_changed(const LocalNet& q, uint32_t node, int old_a);
     void move_entry(uint32_t big, uint32_t from, uint32_t to);
     void settle_big(const LocalNet& q);
     void recompute_big(const LocalNet& q);
@@ -178,7 +179,11 @@ class ClusterState {
     bool valid_ = false;
     const Instance* group_ = nullptr;
 
+    const TopGraph* graph_ = nullptr;
+    TopGraph::Range range_;             // the group's members in the graph
     std::vector<Instance*> member_;     // the set's members, in chain order
+    std::vector<uint32_t> member_id_;   // per member: its number in the graph
+    std::vector<uint32_t> local_;       // per group member: its member here, or NONE
     std::vector<uint32_t> label_;       // per member: its root
     std::vector<uint32_t> ring_;        // per member: next in its cluster (circular)
     std::vector<uint32_t> prev_;        // per member: previous in its cluster
@@ -204,10 +209,8 @@ class ClusterState {
     std::unordered_map<uint64_t, Entry> entries_;
     std::size_t nodes_ = 0;  // nodes on the local nets
 
-    // Side tables indexed by node sequence and net `work_id`, filled for the
-    // present group only.
-    std::vector<uint32_t> node_member_;  // member + 1
-    std::vector<uint32_t> net_local_;    // local net + 1
+    // By graph net, filled for the present group only.
+    std::vector<uint32_t> net_local_;  // local net + 1
 
     std::vector<Logged> log_;
     std::vector<uint8_t> logged_;  // by node sequence

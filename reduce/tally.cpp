@@ -5,15 +5,15 @@ namespace vorp {
 void Tally::start(const Design& d, Module& top) {
     slots_.clear();
     count_ = load_ = 0;
-    for (Net* net = top.nets; net; net = net->next) {
-        Slot s;
-        s.rule = driver_rule(d, net);
-        s.signal = is_signal_net(net);
-        for (const Node* n = net->nodes; n; n = n->next)
-            if (is_consumer(n)) vote(s, n->pol_a(), +1);
+    graph_.build(d, top);
+    slots_.resize(graph_.nets());
+    for (uint32_t k = 0; k < graph_.nets(); ++k) {
+        Slot& s = slots_[k];
+        s.rule = graph_.rule(k);
+        s.signal = graph_.counted(k);
+        for (uint32_t n = graph_.first_node(k); n < graph_.end_node(k); ++n)
+            if (graph_.consumer(n)) vote(s, graph_.pol_a(n), +1);
         if (s.signal) add(s);
-        slots_.push_back(s);
-        net->work_id = static_cast<uint32_t>(slots_.size());
     }
     started_ = true;
 }

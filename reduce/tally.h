@@ -13,38 +13,28 @@
 
 #include "db/design.h"
 #include "reduce/counting.h"
+#include "reduce/top_graph.h"
 
 namespace vorp {
 
 class Tally {
    public:
-    // Number the top module's nets (`work_id`) and count every vote. Linear.
+    // Number the top module's nets (`work_id`), nodes and group members
+    // (call after the groups are built) and count every vote. Linear.
     void start(const Design& d, Module& top);
     bool started() const { return started_; }
+    const TopGraph& graph() const { return graph_; }
     std::size_t nets() const { return slots_.size(); }
 
     // Called before a node's `pol_a` changes from old_a to new_a.
     void pol_a_changed(const Node* n, int old_a, int new_a) {
+        graph_.set_pol_a(n, new_a);
         if (old_a == new_a || !n->net || !n->net->work_id || !is_consumer(n)) return;
         Slot& s = slots_[n->net->work_id - 1];
         if (s.signal) withdraw(s);
         vote(s, old_a, -1);
         vote(s, new_a, +1);
         if (s.signal) add(s);
-    }
-
-    // A tracked net's share of the totals, as it is or with other votes.
-    template <class M>
-    M net_measure(const Net* net) const {
-        const Slot& s = slots_[net->work_id - 1];
-        return net_measure<M>(net, s.straight, s.inverted);
-    }
-    template <class M>
-    M net_measure(const Net* net, int straight, int inverted) const {
-        const Slot& s = slots_[net->work_id - 1];
-        if (!s.signal) return {};
-        return {rule_inverters(s.rule, straight, inverted),
-                rule_inverted_load(s.rule, straight, inverted)};
     }
 
     // A tracked net's consumer votes, and its measures with other votes
@@ -57,6 +47,12 @@ class Tally {
     int local_inverted_load(const Net* net, int straight, int inverted) const {
         return vorp::rule_inverted_load(slots_[net->work_id - 1].rule, straight, inverted);
     }
+
+    // The same by the graph's net number.
+    int straight(uint32_t net) const { return slots_[net].straight; }
+    int inverted(uint32_t net) const { return slots_[net].inverted; }
+    DriverRule rule(uint32_t net) const { return slots_[net].rule; }
+    bool counted(uint32_t net) const { return slots_[net].signal; }
 
     int count() const { return count_; }
     int load() const { return load_; }
@@ -86,6 +82,7 @@ class Tally {
     }
 
     std::vector<Slot> slots_;
+    TopGraph graph_;
     int count_ = 0;
     int load_ = 0;
     bool started_ = false;

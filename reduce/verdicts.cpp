@@ -1,6 +1,7 @@
 #include "reduce/verdicts.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 
 #include "db/lists.h"
@@ -39,10 +40,17 @@ std::pair<int, int> votes_after(int s, int i, bool odd, int straight, int invert
     return {kept_s + inverted, kept_i + straight};
 }
 
-// One net as a gate's pins see it: how many pins, their non-input parity,
-// and the votes of its input pins.
+// The whole-design measure of a net of the graph with the given votes.
+Gain counted_measure(const Tally& tally, uint32_t net, int straight, int inverted) {
+    if (!tally.counted(net)) return {};
+    return {rule_inverters(tally.rule(net), straight, inverted),
+            rule_inverted_load(tally.rule(net), straight, inverted)};
+}
+
+// One net (by its graph number) as a gate's pins see it: how many pins,
+// their non-input parity, and the votes of its input pins.
 struct PinNet {
-    const Net* net;
+    uint32_t net;
     int pins = 0;
     bool odd = false;
     int straight = 0;
@@ -108,8 +116,8 @@ void GroupVerdicts::Walk::keep(uint32_t p, const Gain& gain) {
     tie_break.put(p, accepts(Mode::TIE_BREAK, gain));
 }
 
-uint32_t GroupVerdicts::slot_of(Net* net) {
-    uint32_t& slot = net_slot_[net->work_id - 1];
+uint32_t GroupVerdicts::slot_of(uint32_t net) {
+    uint32_t& slot = net_slot_[net];
     if (!slot) {
         nets_.push_back({});
         nets_.back().net = net;
@@ -118,33 +126,34 @@ uint32_t GroupVerdicts::slot_of(Net* net) {
     return slot - 1;
 }
 
-void GroupVerdicts::add_dependency(uint32_t p, Net* net, Pairs& pairs) {
-    if (tracked(net)) pairs.emplace_back(slot_of(net), p);
+void GroupVerdicts::add_dependency(uint32_t p, const Net* net, Pairs& pairs) {
+    if (tracked(net)) pairs.emplace_back(slot_of(net->work_id - 1), p);
 }
 
-void GroupVerdicts::add_group_pin(const Node* n) {
-    if (!tracked(n->net)) return;  // outside the whole-design measure
-    NetState& s = nets_[slot_of(n->net)];
+// Nodes off the graph are outside the whole-design measure.
+void GroupVerdicts::add_group_pin(const TopGraph& graph, uint32_t n) {
+    NetState& s = nets_[slot_of(graph.net_of(n))];
     s.group_net = true;
-    if (n->pin_type() != KW_INPUT)
+    if (!graph.input(n))
         s.odd = !s.odd;
-    else if (is_consumer(n))
-        vote(n->pol_a(), +1, s.straight, s.inverted);
+    else if (graph.consumer(n))
+        vote(graph.pol_a(n), +1, s.straight, s.inverted);
 }
 
 // A member's trials and the nets their verdicts depend on (as pairs of net
 // slot and member position).
-GroupVerdicts::Member GroupVerdicts::member_of(Reduction& r, Instance* inst, Pairs& pairs) {
+GroupVerdicts::Member GroupVerdicts::member_of(Reduction& r, uint32_t id, Pairs& pairs) {
+    const TopGraph& graph = r.kept->tally.graph();
     const uint32_t p = static_cast<uint32_t>(members_.size());
     Member m;
-    m.inst = inst;
-    const int cell = inst->cell();
-    if (flips_alone(cell) && is_flippable(inst)) {
+    m.inst = graph.member(id);
+    m.id = id;
+    Instance* inst = m.inst;
+    const int cell = graph.cell(id);
+    if (flips_alone(cell) && graph.flippable(id)) {
         m.kind = Kind::GATE;
-        for_each_in_ring(inst->node, [&](Node* n) {
-            m.flip_untracked |= !tracked(n->net);
-            add_dependency(p, n->net, pairs);
-        });
+        m.flip_untracked = !graph.ring_complete(id);
+        for (const uint32_t n : graph.ring(id)) pairs.emplace_back(slot_of(graph.net_of(n)), p);
     } else if (cell == CELL_TS_BUF && is_tristate_flippable(inst)) {
         if (Node* bus = first_pin_of_type(inst, KW_TRISTATE)) {
             m.kind = Kind::TRISTATE;
@@ -198,12 +207,16 @@ void GroupVerdicts::start(Reduction& r, Instance* g) {
     finish();
     group_ = g;
     net_slot_.resize(r.kept->tally.nets(), 0);
-    group_flippable_ = all_gates_flippable(g, &Instance::next_in_group);
+    const TopGraph& graph = r.kept->tally.graph();
+    const TopGraph::Range range = graph.members_of(g);
+    group_flippable_ = true;
+    for (uint32_t id = range.first; id < range.end; ++id)
+        if (is_gate(graph.cell(id)) && !graph.flippable(id)) group_flippable_ = false;
     Pairs pairs;
-    for (Instance* inst = g; inst; inst = inst->next_in_group) {
-        members_.push_back(member_of(r, inst, pairs));
-        if (group_flippable_ && is_gate(inst->cell()))
-            for_each_in_ring(inst->node, [&](const Node* n) { add_group_pin(n); });
+    for (uint32_t id = range.first; id < range.end; ++id) {
+        members_.push_back(member_of(r, id, pairs));
+        if (group_flippable_ && is_gate(graph.cell(id)))
+            for (const uint32_t n : graph.ring(id)) add_group_pin(graph, n);
     }
     index_dependents(pairs);
     for (NetState& s : nets_) {
@@ -215,7 +228,7 @@ void GroupVerdicts::start(Reduction& r, Instance* g) {
 }
 
 void GroupVerdicts::finish() {
-    for (const NetState& s : nets_) net_slot_[s.net->work_id - 1] = 0;
+    for (const NetState& s : nets_) net_slot_[s.net] = 0;
     nets_.clear();
     members_.clear();
     dependents_.clear();
@@ -262,31 +275,46 @@ Gain GroupVerdicts::share_of(const Reduction& r, const NetState& s) const {
     const Tally& tally = r.kept->tally;
     const int votes_s = tally.straight(s.net), votes_i = tally.inverted(s.net);
     const auto [after_s, after_i] = votes_after(votes_s, votes_i, s.odd, s.straight, s.inverted);
-    return tally.net_measure<Gain>(s.net) - tally.net_measure<Gain>(s.net, after_s, after_i);
+    return counted_measure(r.kept->tally, s.net, votes_s, votes_i) -
+           counted_measure(r.kept->tally, s.net, after_s, after_i);
 }
 
 Gain GroupVerdicts::flip_gain(const Reduction& r, const Member& m) const {
     if (m.kind == Kind::TRISTATE) return tristate_gain(r, m);
-    std::vector<PinNet> nets;
-    for_each_in_ring(m.inst->node, [&](const Node* n) {
-        auto it = std::find_if(nets.begin(), nets.end(),
-                               [&](const PinNet& p) { return p.net == n->net; });
-        if (it == nets.end()) it = nets.insert(nets.end(), PinNet{n->net});
-        ++it->pins;
-        if (n->pin_type() != KW_INPUT)
-            it->odd = !it->odd;
-        else if (is_consumer(n))
-            vote(n->pol_a(), +1, it->straight, it->inverted);
-    });
-    const Tally& tally = r.kept->tally;
+    const TopGraph& graph = r.kept->tally.graph();
+    std::array<PinNet, 8> few;
+    std::vector<PinNet> many;
+    std::size_t count = 0;
+    for (const uint32_t n : graph.ring(m.id)) {
+        const uint32_t net = graph.net_of(n);
+        PinNet* p = nullptr;
+        for (std::size_t k = 0; k < count && !p; ++k) {
+            PinNet& at = k < few.size() ? few[k] : many[k - few.size()];
+            if (at.net == net) p = &at;
+        }
+        if (!p) {
+            if (count < few.size())
+                p = &(few[count] = PinNet{net});
+            else
+                p = &many.emplace_back(PinNet{net});
+            ++count;
+        }
+        ++p->pins;
+        if (!graph.input(n))
+            p->odd = !p->odd;
+        else if (graph.consumer(n))
+            vote(graph.pol_a(n), +1, p->straight, p->inverted);
+    }
     Gain gain;
-    for (const PinNet& p : nets) {
-        const int s = tally.straight(p.net), i = tally.inverted(p.net);
+    for (std::size_t k = 0; k < count; ++k) {
+        const PinNet& p = k < few.size() ? few[k] : many[k - few.size()];
+        const DriverRule rule = r.kept->tally.rule(p.net);
+        const int s = r.kept->tally.straight(p.net), i = r.kept->tally.inverted(p.net);
         const auto [after_s, after_i] = votes_after(s, i, p.odd, p.straight, p.inverted);
-        gain.count += p.pins * (tally.local_inverters(p.net, s, i) -
-                                tally.local_inverters(p.net, after_s, after_i));
-        gain.load += p.pins * (tally.local_inverted_load(p.net, s, i) -
-                               tally.local_inverted_load(p.net, after_s, after_i));
+        gain.count +=
+            p.pins * (rule_inverters(rule, s, i) - rule_inverters(rule, after_s, after_i));
+        gain.load +=
+            p.pins * (rule_inverted_load(rule, s, i) - rule_inverted_load(rule, after_s, after_i));
     }
     return gain;
 }
@@ -312,9 +340,10 @@ Gain GroupVerdicts::tristate_gain(const Reduction& r, const Member& m) const {
         const bool negated = (end - k) % 2 == 1;
         k = end;
         if (!negated || !tracked(n->net) || !is_consumer(n) || n->pol_a() == 0) continue;
-        auto it = std::find_if(nets.begin(), nets.end(),
-                               [&](const PinNet& p) { return p.net == n->net; });
-        if (it == nets.end()) it = nets.insert(nets.end(), PinNet{n->net});
+        const uint32_t net = n->net->work_id - 1;
+        auto it =
+            std::find_if(nets.begin(), nets.end(), [&](const PinNet& p) { return p.net == net; });
+        if (it == nets.end()) it = nets.insert(nets.end(), PinNet{net});
         vote(n->pol_a(), +1, it->straight, it->inverted);
     }
     const Tally& tally = r.kept->tally;
@@ -322,7 +351,8 @@ Gain GroupVerdicts::tristate_gain(const Reduction& r, const Member& m) const {
     for (const PinNet& p : nets) {
         const int s = tally.straight(p.net), i = tally.inverted(p.net);
         const int after_s = s - p.straight + p.inverted, after_i = i - p.inverted + p.straight;
-        gain += tally.net_measure<Gain>(p.net) - tally.net_measure<Gain>(p.net, after_s, after_i);
+        gain += counted_measure(r.kept->tally, p.net, s, i) -
+                counted_measure(r.kept->tally, p.net, after_s, after_i);
     }
     return gain;
 }

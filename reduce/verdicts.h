@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "db/design.h"
+#include "reduce/top_graph.h"
 
 namespace vorp {
 
@@ -81,6 +82,7 @@ class GroupVerdicts {
     enum class Kind : uint8_t { NONE, GATE, TRISTATE };
     struct Member {
         Instance* inst = nullptr;
+        uint32_t id = 0;  // in the graph
         Kind kind = Kind::NONE;
         bool complementable = false;
         // A trial that counts a net without a vote slot is made as the
@@ -91,7 +93,7 @@ class GroupVerdicts {
         Gain complement;
     };
     struct NetState {
-        Net* net = nullptr;
+        uint32_t net = 0;              // in the graph
         uint32_t first_dependent = 0;  // into `dependents_`
         uint32_t dependents = 0;
         bool group_net = false;  // touched by a gate of the group
@@ -110,12 +112,12 @@ class GroupVerdicts {
     };
 
     using Pairs = std::vector<std::pair<uint32_t, uint32_t>>;  // net slot, member
-    uint32_t slot_of(Net* net);
-    void add_dependency(uint32_t p, Net* net, Pairs& pairs);
-    Member member_of(Reduction& r, Instance* inst, Pairs& pairs);
+    uint32_t slot_of(uint32_t net);
+    void add_dependency(uint32_t p, const Net* net, Pairs& pairs);
+    Member member_of(Reduction& r, uint32_t id, Pairs& pairs);
     void index_dependents(const Pairs& pairs);
     void reset_walks();
-    void add_group_pin(const Node* n);
+    void add_group_pin(const TopGraph& graph, uint32_t n);
     void flush(Reduction& r);
     Gain share_of(const Reduction& r, const NetState& s) const;
     Gain flip_gain(const Reduction& r, const Member& m) const;

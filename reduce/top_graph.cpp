@@ -1,0 +1,79 @@
+#include "reduce/top_graph.h"
+
+#include <algorithm>
+
+#include "db/lists.h"
+#include "db/queries.h"
+
+namespace vorp {
+
+void TopGraph::number_nets(const Design& d, Module& top) {
+    uint32_t nodes = 0;
+    for (Net* net = top.nets; net; net = net->next) {
+        const auto k = static_cast<uint32_t>(net_record_.size());
+        net->work_id = k + 1;
+        net_record_.push_back(net);
+        net_first_.push_back(nodes);
+        net_source_.push_back(NONE);
+        net_bits_.push_back(
+            static_cast<uint8_t>((net->net_type() == NET_SIGNAL ? PLAIN_SIGNAL : 0) |
+                                 (is_signal_net(net) ? COUNTED : 0)));
+        net_rule_.push_back(static_cast<uint8_t>(driver_rule(d, net)));
+        for (Node* n = net->nodes; n; n = n->next) {
+            n->seq = ++nodes;
+            if (net->source == n) net_source_.back() = nodes - 1;
+            node_net_.push_back(k);
+            node_bits_.push_back(static_cast<uint8_t>((n->pin_type() == KW_INPUT ? INPUT : 0) |
+                                                      (is_consumer(n) ? CONSUMER : 0)));
+            pol_a_.push_back(static_cast<int8_t>(n->pol_a()));
+        }
+    }
+    net_first_.push_back(nodes);
+    node_member_.assign(nodes, NONE);
+}
+
+void TopGraph::number_members(Module& top) {
+    ring_first_.push_back(0);
+    for (Instance* g = top.groups; g; g = g->next_group) {
+        Range range{static_cast<uint32_t>(member_.size()), 0};
+        for (Instance* m = g; m; m = m->next_in_group) {
+            const auto p = static_cast<uint32_t>(member_.size());
+            member_.push_back(m);
+            member_cell_.push_back(static_cast<uint16_t>(m->cell()));
+            uint8_t bits = FLIPPABLE | COMPLETE;
+            for_each_in_ring(m->node, [&](const Node* n) {
+                if (n->pin_type() != KW_INPUT && n->net && n->net->irreversible())
+                    bits &= ~FLIPPABLE;
+                if (!n->seq || n->seq > node_net_.size() ||
+                    net_record_[node_net_[n->seq - 1]] != n->net) {
+                    bits &= ~COMPLETE;
+                    return;
+                }
+                node_member_[n->seq - 1] = p;
+                ring_.push_back(n->seq - 1);
+            });
+            member_bits_.push_back(bits);
+            ring_first_.push_back(static_cast<uint32_t>(ring_.size()));
+        }
+        range.end = static_cast<uint32_t>(member_.size());
+        groups_.emplace_back(g, range);
+    }
+    std::sort(groups_.begin(), groups_.end(),
+              [](const auto& a, const auto& b) { return std::less<>()(a.first, b.first); });
+}
+
+void TopGraph::build(const Design& d, Module& top) {
+    *this = {};
+    number_nets(d, top);
+    number_members(top);
+}
+
+TopGraph::Range TopGraph::members_of(const Instance* leader) const {
+    const auto it = std::lower_bound(
+        groups_.begin(), groups_.end(), leader,
+        [](const auto& entry, const Instance* key) { return std::less<>()(entry.first, key); });
+    if (it == groups_.end() || it->first != leader) return {};
+    return it->second;
+}
+
+}  // namespace vorp
