@@ -30,6 +30,10 @@ std::size_t big_net_nodes = 64;
 
 // Beyond this share of the state's nodes changed, a rebuild costs no more.
 constexpr std::size_t kRebuildShare = 4;
+// A split's searches give way to one pass over the cluster once they have
+// walked this share of it: on a large cluster the pass costs less than the
+// searches around its many open ends.
+constexpr std::size_t kSearchShare = 32;
 
 template <class T>
 void grow_to(std::vector<T>& v, std::size_t size) {
@@ -203,13 +207,19 @@ void ClusterState::build(Reduction& r, Instance* g) {
             if (a != b) uf_[b] = a;
         });
     }
-    std::vector<std::vector<uint32_t>> pieces(count);
-    for (uint32_t p = 0; p < count; ++p) pieces[find(p)].push_back(p);
+    // Members by root, in order: a counting sort.
+    std::vector<uint32_t> first(count + 1, 0), by_root(count);
+    for (uint32_t p = 0; p < count; ++p) ++first[find(p) + 1];
+    for (uint32_t p = 0; p < count; ++p) first[p + 1] += first[p];
+    {
+        std::vector<uint32_t> at(first.begin(), first.end() - 1);
+        for (uint32_t p = 0; p < count; ++p) by_root[at[find(p)]++] = p;
+    }
     for (uint32_t p = 0; p < count; ++p) {
-        if (pieces[p].empty())
+        if (first[p] == first[p + 1])
             free_.push_back(p);
         else
-            make_root(p, pieces[p]);
+            make_root(p, {by_root.data() + first[p], first[p + 1] - first[p]});
     }
     for (LocalNet& q : nets_) {
         if (!q.share) continue;
@@ -225,7 +235,7 @@ void ClusterState::build(Reduction& r, Instance* g) {
     valid_ = true;
 }
 
-void ClusterState::make_root(uint32_t root, const std::vector<uint32_t>& members) {
+void ClusterState::make_root(uint32_t root, std::span<const uint32_t> members) {
     unkey(root);
     uint32_t bad = 0;
     for (std::size_t k = 0; k < members.size(); ++k) {
@@ -372,25 +382,27 @@ bool ClusterState::small_pieces(uint32_t root, const std::vector<uint32_t>& ends
         while (group[s] != s) s = group[s] = group[group[s]];
         return s;
     };
-    const std::size_t budget = size_[root] / 8 + 64;
+    const std::size_t budget = size_[root] / kSearchShare + 64;
     std::size_t walked = 0;
+    std::size_t groups = searches.size();
+    // The searches not yet run out, in order: a search that has run out
+    // finds nothing more, so each round costs what it walks.
+    std::vector<uint32_t> open_searches(searches.size());
+    for (uint32_t s = 0; s < searches.size(); ++s) open_searches[s] = s;
     for (;;) {
-        std::size_t groups = 0, open = 0;
-        for (uint32_t s = 0; s < searches.size(); ++s) {
-            if (top(s) != s) continue;
-            ++groups;
-            seen_group_[s] = 0;
-        }
-        for (uint32_t s = 0; s < searches.size(); ++s) {
-            if (searches[s].next == searches[s].found.size() || seen_group_[top(s)]) continue;
+        if (groups == 1) return true;
+        std::erase_if(open_searches,
+                      [&](uint32_t s) { return searches[s].next == searches[s].found.size(); });
+        std::size_t open = 0;
+        for (uint32_t s : open_searches) seen_group_[top(s)] = 0;
+        for (uint32_t s : open_searches) {
+            if (seen_group_[top(s)]) continue;
             seen_group_[top(s)] = 1;
             ++open;
         }
-        if (groups == 1) return true;
         if (open <= 1) break;
-        for (uint32_t s = 0; s < searches.size(); ++s) {
+        for (uint32_t s : open_searches) {
             Search& at = searches[s];
-            if (at.next == at.found.size()) continue;
             const uint32_t x = at.found[at.next++];
             walked += for_each_neighbour(root, x, [&](uint32_t y) {
                 if (seen_[y] != stamp_) {
@@ -399,6 +411,7 @@ bool ClusterState::small_pieces(uint32_t root, const std::vector<uint32_t>& ends
                     searches[s].found.push_back(y);
                 } else if (top(piece_[y]) != top(s)) {
                     group[top(piece_[y])] = top(s);
+                    --groups;
                 }
             });
         }

@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <set>
+#include <span>
 #include <unordered_map>
 #include <vector>
 
@@ -166,7 +167,7 @@ class ClusterState {
     void split(uint32_t root, const std::vector<uint32_t>& ends);
     void detach(uint32_t root, const std::vector<std::vector<uint32_t>>& small);
     void unite(uint32_t a, uint32_t b);
-    void make_root(uint32_t root, const std::vector<uint32_t>& members);
+    void make_root(uint32_t root, std::span<const uint32_t> members);
     uint32_t new_root();
     void touch(uint32_t root);
     void unkey(uint32_t root);

@@ -37,9 +37,14 @@ uint64_t Termination::sequence_of(const Node* n) {
 void Termination::start(const Module& top) {
     sequence_.clear();
     numbered_ = 0;
+    hash_ = {};
     for (const Net* net = top.nets; net; net = net->next)
-        for (Node* n = net->nodes; n; n = n->next) n->seq = static_cast<uint32_t>(++numbered_);
-    hash_ = recompute(top);
+        for (Node* n = net->nodes; n; n = n->next) {
+            n->seq = static_cast<uint32_t>(++numbered_);
+            const PolarityHash z = zobrist(numbered_ - 1, n->pol_a(), n->pol_b());
+            hash_.h1 ^= z.h1;
+            hash_.h2 ^= z.h2;
+        }
 }
 
 PolarityHash Termination::recompute(const Module& top) {
