@@ -9,7 +9,7 @@ namespace vorp {
 
 void KeptState::start(const Design& d, Module& top) {
     tally.start(d, top);
-    group_nets.build(top);
+    group_nets.build(tally.graph());
     net_marks.assign(tally.nets(), 0);
 }
 

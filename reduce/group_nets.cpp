@@ -1,43 +1,38 @@
 #include "reduce/group_nets.h"
 
-#include "reduce/counting.h"
-
 namespace vorp {
 
 namespace {
 
-const Instance* group_of_driver(const Net* net) {
-    if (!is_signal_net(net) || !net->source || !net->source->inst) return nullptr;
-    return net->source->inst->group;
+// The group number of the net's driver, for signal nets driven by a member.
+uint32_t group_of_driver(const TopGraph& graph, uint32_t net) {
+    if (!graph.counted(net) || graph.source(net) == TopGraph::NONE) return TopGraph::NONE;
+    const uint32_t m = graph.member_of(graph.source(net));
+    return m == TopGraph::NONE ? TopGraph::NONE : graph.group_of(m);
 }
 
 }  // namespace
 
-void GroupNets::build(const Module& top) {
-    range_.clear();
-    nets_.clear();
+void GroupNets::build(const TopGraph& graph) {
+    graph_ = &graph;
     // Count per group, then place each net at its group's next free slot,
     // walking the nets in list order so every group keeps that order.
-    for (const Net* net = top.nets; net; net = net->next)
-        if (const Instance* g = group_of_driver(net)) ++range_[g].second;
-    uint32_t start = 0;
-    for (auto& [g, r] : range_) {
-        r.first = start;
-        start += r.second;
-        r.second = r.first;
-    }
-    nets_.resize(start);
-    for (Net* net = top.nets; net; net = net->next)
-        if (const Instance* g = group_of_driver(net)) nets_[range_[g].second++] = net;
+    first_.assign(graph.groups() + 1, 0);
+    for (uint32_t k = 0; k < graph.nets(); ++k)
+        if (const uint32_t g = group_of_driver(graph, k); g != TopGraph::NONE) ++first_[g + 1];
+    for (std::size_t g = 0; g < graph.groups(); ++g) first_[g + 1] += first_[g];
+    nets_.resize(first_.back());
+    std::vector<uint32_t> next(first_.begin(), first_.end() - 1);
+    for (uint32_t k = 0; k < graph.nets(); ++k)
+        if (const uint32_t g = group_of_driver(graph, k); g != TopGraph::NONE)
+            nets_[next[g]++] = graph.net_record(k);
     built_ = true;
 }
 
 std::span<Net* const> GroupNets::of(const Instance* leader) const {
-    const auto it = range_.find(leader);
-    if (it == range_.end()) return {};
-    // After placing, `second` is the end of the group's slots.
-    const auto [begin, end] = it->second;
-    return {nets_.data() + begin, end - begin};
+    const uint32_t g = graph_->group_number(leader);
+    if (g == TopGraph::NONE) return {};
+    return {nets_.data() + first_[g], first_[g + 1] - first_[g]};
 }
 
 }  // namespace vorp

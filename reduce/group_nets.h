@@ -6,22 +6,23 @@
 
 #include <cstdint>
 #include <span>
-#include <unordered_map>
 #include <vector>
 
 #include "db/design.h"
+#include "reduce/top_graph.h"
 
 namespace vorp {
 
 class GroupNets {
    public:
     // Linear in the nets and the groups.
-    void build(const Module& top);
+    void build(const TopGraph& graph);
     bool built() const { return built_; }
     std::span<Net* const> of(const Instance* leader) const;
 
    private:
-    std::unordered_map<const Instance*, std::pair<uint32_t, uint32_t>> range_;
+    const TopGraph* graph_ = nullptr;
+    std::vector<uint32_t> first_;  // by group number, and one past the last
     std::vector<Net*> nets_;
     bool built_ = false;
 };

@@ -35,10 +35,12 @@ void TopGraph::number_nets(const Design& d, Module& top) {
 void TopGraph::number_members(Module& top) {
     ring_first_.push_back(0);
     for (Instance* g = top.groups; g; g = g->next_group) {
+        const auto group = static_cast<uint32_t>(group_leader_.size());
         Range range{static_cast<uint32_t>(member_.size()), 0};
         for (Instance* m = g; m; m = m->next_in_group) {
             const auto p = static_cast<uint32_t>(member_.size());
             member_.push_back(m);
+            member_group_.push_back(group);
             member_cell_.push_back(static_cast<uint16_t>(m->cell()));
             uint8_t bits = FLIPPABLE | COMPLETE;
             for_each_in_ring(m->node, [&](const Node* n) {
@@ -56,9 +58,11 @@ void TopGraph::number_members(Module& top) {
             ring_first_.push_back(static_cast<uint32_t>(ring_.size()));
         }
         range.end = static_cast<uint32_t>(member_.size());
-        groups_.emplace_back(g, range);
+        group_members_.push_back(range);
+        group_leader_.push_back(g);
+        by_leader_.emplace_back(g, group);
     }
-    std::sort(groups_.begin(), groups_.end(),
+    std::sort(by_leader_.begin(), by_leader_.end(),
               [](const auto& a, const auto& b) { return std::less<>()(a.first, b.first); });
 }
 
@@ -68,12 +72,17 @@ void TopGraph::build(const Design& d, Module& top) {
     number_members(top);
 }
 
-TopGraph::Range TopGraph::members_of(const Instance* leader) const {
+uint32_t TopGraph::group_number(const Instance* leader) const {
     const auto it = std::lower_bound(
-        groups_.begin(), groups_.end(), leader,
+        by_leader_.begin(), by_leader_.end(), leader,
         [](const auto& entry, const Instance* key) { return std::less<>()(entry.first, key); });
-    if (it == groups_.end() || it->first != leader) return {};
+    if (it == by_leader_.end() || it->first != leader) return NONE;
     return it->second;
+}
+
+TopGraph::Range TopGraph::members_of(const Instance* leader) const {
+    const uint32_t group = group_number(leader);
+    return group == NONE ? Range{} : group_members_[group];
 }
 
 }  // namespace vorp

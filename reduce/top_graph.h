@@ -56,6 +56,11 @@ class TopGraph {
         uint32_t end = 0;
     };
     Range members_of(const Instance* leader) const;
+    // Groups are numbered in the order of `Module::groups`.
+    std::size_t groups() const { return group_leader_.size(); }
+    uint32_t group_of(uint32_t m) const { return member_group_[m]; }
+    // The number of the group a leader leads, or NONE.
+    uint32_t group_number(const Instance* leader) const;
     Instance* member(uint32_t m) const { return member_[m]; }
     int cell(uint32_t m) const { return member_cell_[m]; }
     // `is_flippable`, which the reduction never changes.
@@ -90,8 +95,11 @@ class TopGraph {
     std::vector<uint8_t> member_bits_;
     std::vector<uint32_t> ring_first_;
     std::vector<uint32_t> ring_;
-    // Leaders with the first number of their group, by address.
-    std::vector<std::pair<const Instance*, Range>> groups_;
+    std::vector<uint32_t> member_group_;
+    std::vector<Range> group_members_;  // by group number
+    std::vector<const Instance*> group_leader_;
+    // Leaders with their group number, by address.
+    std::vector<std::pair<const Instance*, uint32_t>> by_leader_;
 };
 
 }  // namespace vorp
