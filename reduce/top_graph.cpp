@@ -15,9 +15,9 @@ void TopGraph::number_nets(const Design& d, Module& top) {
         net_record_.push_back(net);
         net_first_.push_back(nodes);
         net_source_.push_back(NONE);
-        net_bits_.push_back(
-            static_cast<uint8_t>((net->net_type() == NET_SIGNAL ? PLAIN_SIGNAL : 0) |
-                                 (is_signal_net(net) ? COUNTED : 0)));
+        net_bits_.push_back(static_cast<uint8_t>(
+            (net->net_type() == NET_SIGNAL ? PLAIN_SIGNAL : 0) |
+            (is_signal_net(net) ? COUNTED : 0) | (net->irreversible() ? IRREVERSIBLE : 0)));
         net_rule_.push_back(static_cast<uint8_t>(driver_rule(d, net)));
         for (Node* n = net->nodes; n; n = n->next) {
             n->seq = ++nodes;
@@ -44,10 +44,13 @@ void TopGraph::number_members(Module& top) {
             member_cell_.push_back(static_cast<uint16_t>(m->cell()));
             uint8_t bits = FLIPPABLE | COMPLETE;
             for_each_in_ring(m->node, [&](const Node* n) {
-                if (n->pin_type() != KW_INPUT && n->net && n->net->irreversible())
-                    bits &= ~FLIPPABLE;
-                if (!n->seq || n->seq > node_net_.size() ||
-                    net_record_[node_net_[n->seq - 1]] != n->net) {
+                const bool numbered = n->seq && n->seq <= node_net_.size() &&
+                                      net_record_[node_net_[n->seq - 1]] == n->net;
+                // A numbered node's net bits spare a visit to the net.
+                const bool irreversible = numbered ? net_bits_[node_net_[n->seq - 1]] & IRREVERSIBLE
+                                                   : n->net && n->net->irreversible();
+                if (irreversible && n->pin_type() != KW_INPUT) bits &= ~FLIPPABLE;
+                if (!numbered) {
                     bits &= ~COMPLETE;
                     return;
                 }

@@ -73,7 +73,7 @@ class TopGraph {
     }
 
    private:
-    enum : uint8_t { PLAIN_SIGNAL = 1, COUNTED = 2 };
+    enum : uint8_t { PLAIN_SIGNAL = 1, COUNTED = 2, IRREVERSIBLE = 4 };
     enum : uint8_t { INPUT = 1, CONSUMER = 2 };
     enum : uint8_t { FLIPPABLE = 1, COMPLETE = 2 };
     void number_nets(const Design& d, Module& top);
