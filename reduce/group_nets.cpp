@@ -4,11 +4,10 @@ namespace vorp {
 
 namespace {
 
-// The group number of the net's driver, for signal nets driven by a member.
+// The group number of the net's driver, for signal nets: the group of the
+// instance the source node names, as settling finds it.
 uint32_t group_of_driver(const TopGraph& graph, uint32_t net) {
-    if (!graph.counted(net) || graph.source(net) == TopGraph::NONE) return TopGraph::NONE;
-    const uint32_t m = graph.member_of(graph.source(net));
-    return m == TopGraph::NONE ? TopGraph::NONE : graph.group_of(m);
+    return graph.counted(net) ? graph.driver_group(net) : TopGraph::NONE;
 }
 
 }  // namespace

@@ -83,6 +83,16 @@ uint32_t TopGraph::group_number(const Instance* leader) const {
     return it->second;
 }
 
+uint32_t TopGraph::driver_group(uint32_t net) const {
+    const Node* source = net_record_[net]->source;
+    if (!source || !source->inst) return NONE;
+    // Most sources lie in their instance's ring, whose member knows its group.
+    const uint32_t node = net_source_[net];
+    const uint32_t m = node == NONE ? NONE : node_member_[node];
+    if (m != NONE && member_[m] == source->inst) return member_group_[m];
+    return source->inst->group ? group_number(source->inst->group) : NONE;
+}
+
 TopGraph::Range TopGraph::members_of(const Instance* leader) const {
     const uint32_t group = group_number(leader);
     return group == NONE ? Range{} : group_members_[group];

@@ -41,7 +41,9 @@ class TopGraph {
 
     // Nodes by `seq` - 1.
     uint32_t net_of(uint32_t node) const { return node_net_[node]; }
-    // The member number of the node's instance, or NONE.
+    // The member whose ring holds the node, or NONE. A node may name an
+    // instance that does not hold it (a port joined to a second net): that
+    // node has no member here, though its `inst` belongs to a group.
     uint32_t member_of(uint32_t node) const { return node_member_[node]; }
     bool input(uint32_t node) const { return node_bits_[node] & INPUT; }
     bool consumer(uint32_t node) const { return node_bits_[node] & CONSUMER; }
@@ -61,6 +63,10 @@ class TopGraph {
     uint32_t group_of(uint32_t m) const { return member_group_[m]; }
     // The number of the group a leader leads, or NONE.
     uint32_t group_number(const Instance* leader) const;
+    // The group of the instance the net's source node names (its `group`),
+    // whether or not that instance's ring holds the node; NONE when it has
+    // none.
+    uint32_t driver_group(uint32_t net) const;
     Instance* member(uint32_t m) const { return member_[m]; }
     int cell(uint32_t m) const { return member_cell_[m]; }
     // `is_flippable`, which the reduction never changes.
