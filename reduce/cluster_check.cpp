@@ -22,9 +22,10 @@ namespace {
 void ClusterState::check(Reduction& r) {
     Instance* g = const_cast<Instance*>(group_);
     ClusterState fresh(set_);
+    fresh.use(*scratch_);
     fresh.build(r, g);
-    if (fresh.member_ != member_) fail("members");
-    const auto count = static_cast<uint32_t>(member_.size());
+    if (fresh.member_id_ != member_id_) fail("members");
+    const auto count = static_cast<uint32_t>(member_id_.size());
     std::vector<uint32_t> to_fresh(count, NONE), to_kept(count, NONE);
     for (uint32_t p = 0; p < count; ++p) {
         const uint32_t a = label_[p], b = fresh.label_[p];
@@ -46,11 +47,11 @@ void ClusterState::check(Reduction& r) {
             fail("leader of cluster " + std::to_string(a));
         r.quiet = true;
         for (uint32_t x : members_of(a))
-            if (gate_[x]) flip_instance(r, member_[x]);
+            if (gate_[x]) flip_instance(r, graph_->member(member_id_[x]));
         const Delta flipped{r.kept->tally.count() - before.count,
                             r.kept->tally.load() - before.load};
         for (uint32_t x : members_of(a))
-            if (gate_[x]) flip_instance(r, member_[x]);
+            if (gate_[x]) flip_instance(r, graph_->member(member_id_[x]));
         r.quiet = false;
         if (!(flipped == delta_[a])) fail("delta against a flip of cluster " + std::to_string(a));
     }
@@ -60,7 +61,7 @@ void ClusterState::check(Reduction& r) {
         if (alive_[a]) leader[a] = leader_[a] != NONE ? leader_[a] : replay(a);
     build_clusters(r, g, set_);
     for (uint32_t p = 0; p < count; ++p) {
-        if (member_[p]->cluster != member_[leader[label_[p]]])
+        if (graph_->member(member_id_[p])->cluster != graph_->member(member_id_[leader[label_[p]]]))
             fail("leader of member " + std::to_string(p) + " against build_clusters");
     }
 }

@@ -66,9 +66,10 @@ ClusterState::LocalNet* ClusterState::local_of(uint32_t net) {
 }
 
 uint32_t ClusterState::find(uint32_t p) const {
-    while (uf_[p] != p) {
-        uf_[p] = uf_[uf_[p]];
-        p = uf_[p];
+    std::vector<uint32_t>& uf = scratch_->uf;
+    while (uf[p] != p) {
+        uf[p] = uf[uf[p]];
+        p = uf[p];
     }
     return p;
 }
@@ -95,11 +96,49 @@ void ClusterState::for_each_straight(const LocalNet& q, F&& f) const {
     }
 }
 
+void ClusterState::Scratch::fit(std::size_t count) {
+    if (uf.size() >= count) return;
+    uf.resize(count);
+    piece.resize(count);
+    seen.resize(count, 0);
+    seen_group.resize(count, 0);
+    acc.resize(count);
+}
+
+void ClusterState::release() {
+    clear_indexes();
+    valid_ = false;
+    group_ = nullptr;
+    release_vector(member_id_);
+    release_vector(local_);
+    release_vector(label_);
+    release_vector(ring_);
+    release_vector(prev_);
+    release_vector(alive_);
+    release_vector(head_);
+    release_vector(free_);
+    release_vector(gate_);
+    release_vector(unflippable_);
+    release_vector(size_);
+    release_vector(bad_);
+    release_vector(delta_);
+    release_vector(leader_);
+    release_vector(key_);
+    release_vector(touched_);
+    release_vector(touched_list_);
+    release_vector(nets_);
+    release_vector(shares_);
+    release_vector(dirty_);
+    release_vector(bigs_);
+    release_vector(pending_);
+    release_vector(log_);
+    entries_ = {};
+}
+
 void ClusterState::clear_indexes() {
     for (const LocalNet& q : nets_) net_local_[q.net] = 0;
-    for (const Logged& e : log_) logged_[e.node] = 0;
+    for (const Logged& e : log_) logged_[e.node] = false;
     log_.clear();
-    member_.clear();
     member_id_.clear();
     nets_.clear();
     shares_.clear();
@@ -119,42 +158,48 @@ void ClusterState::index_members(Instance* g) {
     local_.assign(range_.end - range_.first, NONE);
     gate_.clear();
     unflippable_.clear();
+    std::size_t count = 0;
+    for (uint32_t m = range_.first; m < range_.end; ++m)
+        count += in_cluster_set(graph_->cell(m), set_);
+    member_id_.reserve(count);
+    gate_.reserve(count);
+    unflippable_.reserve(count);
     for (uint32_t m = range_.first; m < range_.end; ++m) {
         const int cell = graph_->cell(m);
         if (!in_cluster_set(cell, set_)) continue;
-        local_[m - range_.first] = static_cast<uint32_t>(member_.size());
-        member_.push_back(graph_->member(m));
+        local_[m - range_.first] = static_cast<uint32_t>(member_id_.size());
         member_id_.push_back(m);
         gate_.push_back(is_gate(cell));
         unflippable_.push_back(gate_.back() && !graph_->flippable(m));
     }
 }
 
+// Nets are numbered in the order the members' rings first meet them, then
+// filled in a second walk, so that every table has its exact size.
 void ClusterState::index_nets() {
     const TopGraph& graph = *graph_;
     grow_to(net_local_, graph.nets());
-    std::vector<uint32_t> capacity;
-    for (uint32_t p = 0; p < member_.size(); ++p) {
+    uint32_t count = 0;
+    for (uint32_t p = 0; p < member_id_.size(); ++p)
+        for (const uint32_t n : graph.ring(member_id_[p]))
+            if (uint32_t& v = net_local_[graph.net_of(n)]; !v) v = ++count;
+    nets_.resize(count);
+    for (uint32_t p = 0; p < member_id_.size(); ++p) {
         for (const uint32_t n : graph.ring(member_id_[p])) {
             const uint32_t net = graph.net_of(n);
             LocalNet* q = local_of(net);
-            if (!q) {
-                nets_.push_back({});
-                capacity.push_back(0);
-                net_local_[net] = static_cast<uint32_t>(nets_.size());
-                q = &nets_.back();
+            if (q->rule == LocalNet::UNSET) {
                 q->net = net;
                 q->rule = graph.rule(net);
-                q->nodes = graph.node_count(net);
-                nodes_ += q->nodes;
-                if (q->nodes > big_net_nodes) q->big = 0;  // numbered below
+                nodes_ += graph.node_count(net);
+                if (graph.node_count(net) > big_net_nodes) q->big = 0;  // numbered below
             }
             if (graph.plain_signal(net) && graph.source(net) == n) {
                 q->edge = true;
                 q->driver = p;
             }
             if (gate_[p]) {
-                ++capacity[q - nets_.data()];
+                ++q->first;  // its capacity, until placed below
                 // A net whose driver never needs an inverter gives nothing.
                 if (graph.counted(net) && q->rule != DriverRule::NEVER) q->share = true;
             }
@@ -163,6 +208,7 @@ void ClusterState::index_nets() {
     uint32_t first = 0;
     for (std::size_t k = 0; k < nets_.size(); ++k) {
         LocalNet& q = nets_[k];
+        const uint32_t capacity = std::exchange(q.first, 0);
         if (q.big != NONE && q.share) {
             q.big = static_cast<uint32_t>(bigs_.size());
             bigs_.emplace_back();
@@ -171,7 +217,7 @@ void ClusterState::index_nets() {
         }
         q.big = NONE;
         q.first = first;
-        first += capacity[k];
+        if (q.share) first += capacity;  // only nets that share read their room
     }
     shares_.assign(first, {});
 }
@@ -181,13 +227,10 @@ void ClusterState::build(Reduction& r, Instance* g) {
     graph_ = &r.kept->tally.graph();
     index_members(g);
     index_nets();
-    const std::size_t count = member_.size();
+    const std::size_t count = member_id_.size();
     label_.assign(count, 0);
     ring_.assign(count, 0);
     prev_.assign(count, 0);
-    seen_.assign(count, 0);
-    seen_group_.assign(count, 0);
-    stamp_ = 0;
     size_.assign(count, 0);
     bad_.assign(count, 0);
     delta_.assign(count, {});
@@ -196,15 +239,14 @@ void ClusterState::build(Reduction& r, Instance* g) {
     alive_.assign(count, 0);
     head_.assign(count, 0);
     touched_.assign(count, 0);
-    acc_.assign(count, {});
-    piece_.assign(count, 0);
-    uf_.resize(count);
-    for (uint32_t p = 0; p < count; ++p) uf_[p] = p;
+    free_.reserve(count);
+    scratch_->fit(count);
+    for (uint32_t p = 0; p < count; ++p) scratch_->uf[p] = p;
     for (const LocalNet& q : nets_) {
         if (!q.edge) continue;
         for_each_straight(q, [&](uint32_t c) {
             const uint32_t a = find(q.driver), b = find(c);
-            if (a != b) uf_[b] = a;
+            if (a != b) scratch_->uf[b] = a;
         });
     }
     // Members by root, in order: a counting sort.
@@ -277,7 +319,7 @@ void ClusterState::unkey(uint32_t root) {
 // once more when it is an input of a flipped gate.
 void ClusterState::recompute(LocalNet& q) {
     int straight = 0, inverted = 0;
-    std::vector<uint32_t>& roots = acc_list_;
+    std::vector<uint32_t>& roots = scratch_->acc_list;
     roots.clear();
     const TopGraph& graph = *graph_;
     for (uint32_t n = graph.first_node(q.net); n < graph.end_node(q.net); ++n) {
@@ -289,7 +331,7 @@ void ClusterState::recompute(LocalNet& q) {
         }
         const uint32_t p = member_of(n);
         if (p == NONE || !gate_[p]) continue;
-        Acc& a = acc_[label_[p]];
+        Acc& a = scratch_->acc[label_[p]];
         if (!a.used) {
             a = {p, 0, 0, false, true};
             roots.push_back(label_[p]);
@@ -305,7 +347,7 @@ void ClusterState::recompute(LocalNet& q) {
     const int load = rule_inverted_load(q.rule, straight, inverted);
     q.shares = 0;
     for (uint32_t root : roots) {
-        Acc& a = acc_[root];
+        Acc& a = scratch_->acc[root];
         a.used = false;
         const int kept_s = straight - a.straight, kept_i = inverted - a.inverted;
         const int s = a.odd ? kept_i + a.straight : kept_s + a.inverted;
@@ -349,7 +391,7 @@ std::size_t ClusterState::for_each_neighbour(uint32_t root, uint32_t x, F&& f) {
             for_each_straight(*q, [&](uint32_t c) {
                 if (label_[c] == root) f(c);
             });
-            walked += q->nodes;
+            walked += graph.node_count(q->net);
         } else if (graph.pol_a(n) == 1 && label_[q->driver] == root) {
             f(q->driver);
         }
@@ -370,11 +412,11 @@ bool ClusterState::small_pieces(uint32_t root, const std::vector<uint32_t>& ends
     };
     std::vector<Search> searches;
     std::vector<uint32_t> group;  // union-find over searches
-    ++stamp_;
+    ++scratch_->stamp;
     for (uint32_t x : ends) {
-        if (seen_[x] == stamp_) continue;
-        seen_[x] = stamp_;
-        piece_[x] = static_cast<uint32_t>(searches.size());
+        if (scratch_->seen[x] == scratch_->stamp) continue;
+        scratch_->seen[x] = scratch_->stamp;
+        scratch_->piece[x] = static_cast<uint32_t>(searches.size());
         group.push_back(static_cast<uint32_t>(searches.size()));
         searches.push_back({{x}, 0});
     }
@@ -394,10 +436,10 @@ bool ClusterState::small_pieces(uint32_t root, const std::vector<uint32_t>& ends
         std::erase_if(open_searches,
                       [&](uint32_t s) { return searches[s].next == searches[s].found.size(); });
         std::size_t open = 0;
-        for (uint32_t s : open_searches) seen_group_[top(s)] = 0;
+        for (uint32_t s : open_searches) scratch_->seen_group[top(s)] = 0;
         for (uint32_t s : open_searches) {
-            if (seen_group_[top(s)]) continue;
-            seen_group_[top(s)] = 1;
+            if (scratch_->seen_group[top(s)]) continue;
+            scratch_->seen_group[top(s)] = 1;
             ++open;
         }
         if (open <= 1) break;
@@ -405,12 +447,12 @@ bool ClusterState::small_pieces(uint32_t root, const std::vector<uint32_t>& ends
             Search& at = searches[s];
             const uint32_t x = at.found[at.next++];
             walked += for_each_neighbour(root, x, [&](uint32_t y) {
-                if (seen_[y] != stamp_) {
-                    seen_[y] = stamp_;
-                    piece_[y] = s;
+                if (scratch_->seen[y] != scratch_->stamp) {
+                    scratch_->seen[y] = scratch_->stamp;
+                    scratch_->piece[y] = s;
                     searches[s].found.push_back(y);
-                } else if (top(piece_[y]) != top(s)) {
-                    group[top(piece_[y])] = top(s);
+                } else if (top(scratch_->piece[y]) != top(s)) {
+                    group[top(scratch_->piece[y])] = top(s);
                     --groups;
                 }
             });
@@ -440,7 +482,7 @@ bool ClusterState::small_pieces(uint32_t root, const std::vector<uint32_t>& ends
 // The same pieces by one pass over the whole cluster.
 void ClusterState::all_pieces(uint32_t root, std::vector<std::vector<uint32_t>>& small) {
     const std::vector<uint32_t> xs = members_of(root);
-    for (uint32_t x : xs) uf_[x] = x;
+    for (uint32_t x : xs) scratch_->uf[x] = x;
     for (uint32_t x : xs)
         for (const uint32_t n : graph_->ring(member_id_[x])) {
             const LocalNet* q = local_of(graph_->net_of(n));
@@ -448,16 +490,16 @@ void ClusterState::all_pieces(uint32_t root, std::vector<std::vector<uint32_t>>&
             for_each_straight(*q, [&](uint32_t c) {
                 if (label_[c] != root) return;
                 const uint32_t a = find(x), b = find(c);
-                if (a != b) uf_[b] = a;
+                if (a != b) scratch_->uf[b] = a;
             });
         }
     std::vector<std::vector<uint32_t>> pieces;
     for (uint32_t x : xs) {
         if (find(x) != x) continue;
-        piece_[x] = static_cast<uint32_t>(pieces.size());
+        scratch_->piece[x] = static_cast<uint32_t>(pieces.size());
         pieces.emplace_back();
     }
-    for (uint32_t x : xs) pieces[piece_[find(x)]].push_back(x);
+    for (uint32_t x : xs) pieces[scratch_->piece[find(x)]].push_back(x);
     std::size_t big = 0;
     for (std::size_t k = 1; k < pieces.size(); ++k)
         if (pieces[k].size() > pieces[big].size()) big = k;
@@ -575,7 +617,7 @@ void ClusterState::refresh(uint32_t root) {
     }
     if (leader_[root] == NONE) leader_[root] = replay(root);
     const uint32_t leader = leader_[root];
-    if (!leads_candidate(member_[leader]->cell(), set_)) {
+    if (!leads_candidate(graph_->cell(member_id_[leader]), set_)) {
         unkey(root);
         return;
     }
@@ -592,7 +634,7 @@ uint32_t ClusterState::replay(uint32_t root) {
     const std::vector<uint32_t> xs = members_of(root);
     std::vector<const LocalNet*> driven;
     for (uint32_t x : xs) {
-        uf_[x] = x;
+        scratch_->uf[x] = x;
         for (const uint32_t n : graph_->ring(member_id_[x])) {
             const LocalNet* q = local_of(graph_->net_of(n));
             if (q && q->edge && graph_->source(q->net) == n) driven.push_back(q);
@@ -604,7 +646,7 @@ uint32_t ClusterState::replay(uint32_t root) {
         for_each_straight(*q, [&](uint32_t c) {
             if (label_[c] != root) return;
             const uint32_t a = find(q->driver), b = find(c);
-            if (a != b) uf_[b] = a;
+            if (a != b) scratch_->uf[b] = a;
         });
     return find(xs.front());
 }
@@ -612,7 +654,7 @@ uint32_t ClusterState::replay(uint32_t root) {
 bool ClusterState::apply_log() {
     std::vector<Logged> changed;
     for (const Logged& e : log_) {
-        logged_[e.node] = 0;
+        logged_[e.node] = false;
         if (graph_->pol_a(e.node) != e.old_a) changed.push_back(e);
     }
     log_.clear();
@@ -668,7 +710,7 @@ void ClusterState::sync(Reduction& r, Instance* g) {
 // the walk of the leader list would accept.
 bool ClusterState::step(Reduction& r, Instance* g, Mode mode) {
     sync(r, g);
-    if (check_members > 0 && member_.size() <= check_members) {
+    if (check_members > 0 && member_id_.size() <= check_members) {
         check(r);
         ++checks_done;
     }
@@ -676,8 +718,9 @@ bool ClusterState::step(Reduction& r, Instance* g, Mode mode) {
     if (taken.empty()) return false;
     for (uint32_t x : members_of(label_[*taken.rbegin()])) {
         if (!gate_[x]) continue;
-        flip_instance(r, member_[x]);
-        member_[x]->toggle_dual();
+        Instance* m = graph_->member(member_id_[x]);
+        flip_instance(r, m);
+        m->toggle_dual();
     }
     return true;
 }

@@ -56,7 +56,7 @@ class ClusterState {
         const uint32_t s = n->seq - 1;
         if (s >= logged_.size()) logged_.resize(std::max<std::size_t>(s + 1, 2 * logged_.size()));
         if (logged_[s]) return;
-        logged_[s] = 1;
+        logged_[s] = true;
         log_.push_back({s, static_cast<int8_t>(old_a)});
     }
     // Changes were made without a log: rebuild at the next step.
@@ -68,6 +68,8 @@ class ClusterState {
     // Compare with a rebuild from nothing, with what flipping each cluster
     // does and with `build_clusters`; throws on a mismatch.
     void check(Reduction& r);
+    // Give back the tables of the group (the next step rebuilds them).
+    void release();
 
    private:
     static constexpr uint32_t NONE = UINT32_MAX;
@@ -92,6 +94,25 @@ class ClusterState {
         bool odd = false;
         bool used = false;
     };
+
+   public:
+    // Scratch by member: a union-find, piece numbers, search stamps and
+    // per-net sums. Only one state works at a time, so the states share it.
+    struct Scratch {
+        std::vector<uint32_t> uf;
+        std::vector<uint32_t> piece;
+        std::vector<uint32_t> seen;  // by member: `stamp` when searched
+        std::vector<uint8_t> seen_group;
+        uint32_t stamp = 0;
+        std::vector<Acc> acc;  // by root; none `used` between uses
+        std::vector<uint32_t> acc_list;
+        // Room for `count` members; what is there stays valid.
+        void fit(std::size_t count);
+    };
+    // The scratch the next steps use.
+    void use(Scratch& scratch) { scratch_ = &scratch; }
+
+   private:
     // A cluster's pins on a big net: its consumer inputs by polarity, the
     // parity of its other pins, and its share while `held` in the delta.
     struct Entry {
@@ -123,8 +144,8 @@ class ClusterState {
         uint32_t big = NONE;     // in `bigs_`
         uint32_t first = 0;      // its shares in `shares_`
         uint32_t shares = 0;
-        std::size_t nodes = 0;
-        DriverRule rule = DriverRule::NEVER;
+        static constexpr DriverRule UNSET = static_cast<DriverRule>(UINT8_MAX);
+        DriverRule rule = UNSET;
         bool edge = false;   // straight consumers join its driver's cluster
         bool share = false;  // flips change its count or load
         bool dirty = false;
@@ -182,8 +203,7 @@ class ClusterState {
 
     const TopGraph* graph_ = nullptr;
     TopGraph::Range range_;             // the group's members in the graph
-    std::vector<Instance*> member_;     // the set's members, in chain order
-    std::vector<uint32_t> member_id_;   // per member: its number in the graph
+    std::vector<uint32_t> member_id_;   // the set's members in chain order: numbers in the graph
     std::vector<uint32_t> local_;       // per group member: its member here, or NONE
     std::vector<uint32_t> label_;       // per member: its root
     std::vector<uint32_t> ring_;        // per member: next in its cluster (circular)
@@ -214,22 +234,32 @@ class ClusterState {
     std::vector<uint32_t> net_local_;  // local net + 1
 
     std::vector<Logged> log_;
-    std::vector<uint8_t> logged_;  // by node sequence
+    std::vector<bool> logged_;  // by node sequence
 
-    // Scratch by member: a union-find, piece numbers, per-net sums.
-    mutable std::vector<uint32_t> uf_;
-    std::vector<uint32_t> piece_;
-    std::vector<uint32_t> seen_;  // by member: `stamp_` when searched
-    std::vector<uint8_t> seen_group_;
-    uint32_t stamp_ = 0;
-    std::vector<Acc> acc_;
-    std::vector<uint32_t> acc_list_;
+    Scratch* scratch_ = nullptr;
 };
+
+// Frees the vector's storage.
+template <class T>
+void release_vector(std::vector<T>& v) {
+    std::vector<T>().swap(v);
+}
 
 struct ClusterStates {
     ClusterState all{ClusterSet::ALL};
     ClusterState no_xor{ClusterSet::NO_XOR};
-    ClusterState& of(ClusterSet set) { return set == ClusterSet::ALL ? all : no_xor; }
+    ClusterState::Scratch scratch;
+    ClusterState& of(ClusterSet set) {
+        ClusterState& state = set == ClusterSet::ALL ? all : no_xor;
+        state.use(scratch);
+        return state;
+    }
+    // The group is done: its tables are given back.
+    void release() {
+        all.release();
+        no_xor.release();
+        scratch = {};
+    }
     void pol_a_changed(const Node* n, int old_a, int new_a) {
         if (old_a == new_a) return;
         all.note(n, old_a);

@@ -90,6 +90,7 @@ void FastReduction::start_group(Reduction& r, Instance* g) {
 
 void FastReduction::finish_group() {
     kept.verdicts.finish();
+    kept.clusters.release();
 }
 
 bool FastReduction::try_flip_group(Reduction& r, Instance*, Mode mode) {
