@@ -146,9 +146,8 @@ GroupVerdicts::Member GroupVerdicts::member_of(Reduction& r, uint32_t id, Pairs&
     const TopGraph& graph = r.kept->tally.graph();
     const uint32_t p = static_cast<uint32_t>(members_.size());
     Member m;
-    m.inst = graph.member(id);
     m.id = id;
-    Instance* inst = m.inst;
+    Instance* inst = graph.member(id);
     const int cell = graph.cell(id);
     if (flips_alone(cell) && graph.flippable(id)) {
         m.kind = Kind::GATE;
@@ -208,17 +207,21 @@ void GroupVerdicts::start(Reduction& r, Instance* g) {
     group_ = g;
     net_slot_.resize(r.kept->tally.nets(), 0);
     const TopGraph& graph = r.kept->tally.graph();
+    graph_ = &graph;
     const TopGraph::Range range = graph.members_of(g);
     group_flippable_ = true;
     for (uint32_t id = range.first; id < range.end; ++id)
         if (is_gate(graph.cell(id)) && !graph.flippable(id)) group_flippable_ = false;
     Pairs pairs;
+    members_.reserve(range.end - range.first);
     for (uint32_t id = range.first; id < range.end; ++id) {
         members_.push_back(member_of(r, id, pairs));
         if (group_flippable_ && is_gate(graph.cell(id)))
             for (const uint32_t n : graph.ring(id)) add_group_pin(graph, n);
     }
+    nets_.shrink_to_fit();
     index_dependents(pairs);
+    release_vector(pairs);
     for (NetState& s : nets_) {
         if (!s.group_net) continue;
         s.share = share_of(r, s);
@@ -229,10 +232,10 @@ void GroupVerdicts::start(Reduction& r, Instance* g) {
 
 void GroupVerdicts::finish() {
     for (const NetState& s : nets_) net_slot_[s.net] = 0;
-    nets_.clear();
-    members_.clear();
-    dependents_.clear();
-    changed_.clear();
+    release_vector(nets_);
+    release_vector(members_);
+    release_vector(dependents_);
+    release_vector(changed_);
     group_ = nullptr;
     group_gain_ = {};
 }
@@ -323,7 +326,7 @@ Gain GroupVerdicts::flip_gain(const Reduction& r, const Member& m) const {
 // every node of the bus but the buffers' bus pins, and for each of those
 // the buffer's "in" pin.
 Gain GroupVerdicts::tristate_gain(const Reduction& r, const Member& m) const {
-    const Node* bus = first_pin_of_type(m.inst, KW_TRISTATE);
+    const Node* bus = first_pin_of_type(instance_of(m), KW_TRISTATE);
     scratch_.clear();
     for (Node* n = bus->net->nodes; n; n = n->next) {
         if (n->inst->cell() != CELL_TS_BUF || n->pin_type() != KW_TRISTATE)
@@ -360,7 +363,7 @@ Gain GroupVerdicts::tristate_gain(const Reduction& r, const Member& m) const {
 // Complementing the output swaps every vote of the net.
 Gain GroupVerdicts::complement_gain(const Reduction& r, const Member& m) const {
     const Tally& tally = r.kept->tally;
-    const Net* net = first_pin_of_type(m.inst, KW_OUTPUT)->net;
+    const Net* net = first_pin_of_type(instance_of(m), KW_OUTPUT)->net;
     const int s = tally.straight(net), i = tally.inverted(net);
     return {tally.local_inverters(net, s, i) - tally.local_inverters(net, i, s),
             tally.local_inverted_load(net, s, i) - tally.local_inverted_load(net, i, s)};
@@ -387,7 +390,7 @@ bool GroupVerdicts::walk_members(Reduction& r, const Walk& walk, Mode mode, Move
 bool GroupVerdicts::try_flip_group(Reduction& r, Mode mode) {
     flush(r);
     if (!group_flippable_ || !accepts(mode, group_gain_)) return false;
-    flip_gates(r, members_.front().inst, &Instance::next_in_group);
+    flip_gates(r, instance_of(members_.front()), &Instance::next_in_group);
     return true;
 }
 
@@ -397,17 +400,17 @@ bool GroupVerdicts::try_flip_group(Reduction& r, Mode mode) {
 bool GroupVerdicts::try_member_flip(Reduction& r, uint32_t p, Mode mode) {
     Member& m = members_[p];
     if (m.flip_untracked)
-        return m.kind == Kind::GATE ? vorp::try_flip_instance(r, m.inst, mode)
-                                    : vorp::try_flip_tristate(r, m.inst, mode);
+        return m.kind == Kind::GATE ? vorp::try_flip_instance(r, instance_of(m), mode)
+                                    : vorp::try_flip_tristate(r, instance_of(m), mode);
     if (flips_.dirty.test(p)) {
         m.flip = flip_gain(r, m);
         flips_.keep(p, m.flip);
     }
     if (!accepts(mode, m.flip)) return false;
     if (m.kind == Kind::GATE)
-        flip_instance(r, m.inst);
+        flip_instance(r, instance_of(m));
     else
-        flip_tristate(r, m.inst);
+        flip_tristate(r, instance_of(m));
     return true;
 }
 
@@ -415,7 +418,7 @@ bool GroupVerdicts::try_member_flip(Reduction& r, uint32_t p, Mode mode) {
 bool GroupVerdicts::flip_instances(Reduction& r, Mode mode) {
     return walk_members(r, flips_, mode, [&](uint32_t p) {
         if (!try_member_flip(r, p, mode)) return false;
-        Instance* inst = members_[p].inst;
+        Instance* inst = instance_of(members_[p]);
         if (members_[p].kind == Kind::GATE) inst->toggle_dual();
         if (r.d.has_xor || r.d.opt_a) settle_instance_nets(r, inst);
         return true;
@@ -426,13 +429,13 @@ bool GroupVerdicts::flip_instances(Reduction& r, Mode mode) {
 // irreversible), made when its gain pays.
 bool GroupVerdicts::try_member_complement(Reduction& r, uint32_t p, Mode mode) {
     Member& m = members_[p];
-    if (m.complement_untracked) return vorp::try_complement_output(r, m.inst, mode);
+    if (m.complement_untracked) return vorp::try_complement_output(r, instance_of(m), mode);
     if (complements_.dirty.test(p)) {
         m.complement = complement_gain(r, m);
         complements_.keep(p, m.complement);
     }
     if (!accepts(mode, m.complement)) return false;
-    negate_net(r, first_pin_of_type(m.inst, KW_OUTPUT)->net);
+    negate_net(r, first_pin_of_type(instance_of(m), KW_OUTPUT)->net);
     return true;
 }
 
@@ -440,7 +443,7 @@ bool GroupVerdicts::try_member_complement(Reduction& r, uint32_t p, Mode mode) {
 bool GroupVerdicts::complement_outputs(Reduction& r, Mode mode) {
     return walk_members(r, complements_, mode, [&](uint32_t p) {
         if (!try_member_complement(r, p, mode)) return false;
-        members_[p].inst->toggle_complement();
+        instance_of(members_[p])->toggle_complement();
         return true;
     });
 }
@@ -457,12 +460,12 @@ std::string GroupVerdicts::check(Reduction& r) {
     auto expect_bits = [&](const char* what, const Walk& walk, uint32_t p, const Gain& kept) {
         if (fault.empty() && (walk.strict.test(p) != accepts(Mode::STRICT, kept) ||
                               walk.tie_break.test(p) != accepts(Mode::TIE_BREAK, kept)))
-            fault = std::string(what) + " of " + text_or_null(members_[p].inst->name) +
+            fault = std::string(what) + " of " + text_or_null(instance_of(members_[p])->name) +
                     ": acceptance bits differ from the kept gain";
     };
     for (uint32_t p = 0; p < members_.size(); ++p) {
         const Member& m = members_[p];
-        Instance* inst = m.inst;
+        Instance* inst = instance_of(m);
         if (m.kind == Kind::GATE && !m.flip_untracked && !flips_.dirty.test(p)) {
             expect("dual flip", inst, m.flip,
                    trial([&] { return local_measure(r, inst); }, [&] { flip_instance(r, inst); }));
@@ -485,7 +488,7 @@ std::string GroupVerdicts::check(Reduction& r) {
         }
     }
     if (group_flippable_) {
-        Instance* g = members_.front().inst;
+        Instance* g = instance_of(members_.front());
         expect("group flip", g, group_gain_,
                trial([&] { return whole_measure(r); },
                      [&] { flip_gates(r, g, &Instance::next_in_group); }));

@@ -81,7 +81,6 @@ class GroupVerdicts {
    private:
     enum class Kind : uint8_t { NONE, GATE, TRISTATE };
     struct Member {
-        Instance* inst = nullptr;
         uint32_t id = 0;  // in the graph
         Kind kind = Kind::NONE;
         bool complementable = false;
@@ -112,6 +111,7 @@ class GroupVerdicts {
     };
 
     using Pairs = std::vector<std::pair<uint32_t, uint32_t>>;  // net slot, member
+    Instance* instance_of(const Member& m) const { return graph_->member(m.id); }
     uint32_t slot_of(uint32_t net);
     void add_dependency(uint32_t p, const Net* net, Pairs& pairs);
     Member member_of(Reduction& r, uint32_t id, Pairs& pairs);
@@ -130,6 +130,7 @@ class GroupVerdicts {
     bool try_member_complement(Reduction& r, uint32_t p, Mode mode);
 
     const Instance* group_ = nullptr;
+    const TopGraph* graph_ = nullptr;
     bool group_flippable_ = false;
     bool muted_ = false;
     Gain group_gain_;
