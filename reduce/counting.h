@@ -27,7 +27,7 @@ inline bool is_consumer(const Node* n) {
 
 // How a net's driver can serve inverted consumers; fixed while reducing,
 // since the reduction changes polarities and flags, never cells or nets.
-enum class DriverRule { EITHER_POLARITY, ONE_POLARITY, NEVER };
+enum class DriverRule : uint8_t { EITHER_POLARITY, ONE_POLARITY, NEVER };
 DriverRule driver_rule(const Design& d, const Net* net);
 // The two measures of a net from its consumer votes: the number of
 // consumers that want the straight and the inverted signal.

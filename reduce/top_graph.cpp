@@ -73,6 +73,28 @@ void TopGraph::build(const Design& d, Module& top) {
     *this = {};
     number_nets(d, top);
     number_members(top);
+    shrink();
+}
+
+// The tables live through the whole reduction: no room beyond their size.
+void TopGraph::shrink() {
+    net_first_.shrink_to_fit();
+    net_source_.shrink_to_fit();
+    net_bits_.shrink_to_fit();
+    net_rule_.shrink_to_fit();
+    net_record_.shrink_to_fit();
+    node_net_.shrink_to_fit();
+    node_bits_.shrink_to_fit();
+    pol_a_.shrink_to_fit();
+    member_.shrink_to_fit();
+    member_cell_.shrink_to_fit();
+    member_bits_.shrink_to_fit();
+    ring_first_.shrink_to_fit();
+    ring_.shrink_to_fit();
+    member_group_.shrink_to_fit();
+    group_members_.shrink_to_fit();
+    group_leader_.shrink_to_fit();
+    by_leader_.shrink_to_fit();
 }
 
 uint32_t TopGraph::group_number(const Instance* leader) const {

@@ -84,6 +84,7 @@ class TopGraph {
     enum : uint8_t { FLIPPABLE = 1, COMPLETE = 2 };
     void number_nets(const Design& d, Module& top);
     void number_members(Module& top);
+    void shrink();
 
     std::vector<uint32_t> net_first_;
     std::vector<uint32_t> net_source_;
