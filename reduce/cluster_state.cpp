@@ -192,7 +192,8 @@ void ClusterState::index_nets() {
                 q->net = net;
                 q->rule = graph.rule(net);
                 nodes_ += graph.node_count(net);
-                if (graph.node_count(net) > big_net_nodes) q->big = 0;  // numbered below
+                if (graph.node_count(net) > std::min(big_net_nodes, Share::kMaxNodes))
+                    q->big = 0;  // numbered below
             }
             if (graph.plain_signal(net) && graph.source(net) == n) {
                 q->edge = true;
@@ -249,19 +250,18 @@ void ClusterState::build(Reduction& r, Instance* g) {
             if (a != b) scratch_->uf[b] = a;
         });
     }
-    // Members by root, in order: a counting sort.
-    std::vector<uint32_t> first(count + 1, 0), by_root(count);
-    for (uint32_t p = 0; p < count; ++p) ++first[find(p) + 1];
-    for (uint32_t p = 0; p < count; ++p) first[p + 1] += first[p];
-    {
-        std::vector<uint32_t> at(first.begin(), first.end() - 1);
-        for (uint32_t p = 0; p < count; ++p) by_root[at[find(p)]++] = p;
-    }
-    for (uint32_t p = 0; p < count; ++p) {
-        if (first[p] == first[p + 1])
+    // Members by root, in order: a counting sort, placed in the scratch's
+    // piece numbers; placing moves each root's start to its end.
+    std::vector<uint32_t> end(count + 1, 0);
+    std::vector<uint32_t>& by_root = scratch_->piece;
+    for (uint32_t p = 0; p < count; ++p) ++end[find(p) + 1];
+    for (uint32_t p = 0; p < count; ++p) end[p + 1] += end[p];
+    for (uint32_t p = 0; p < count; ++p) by_root[end[find(p)]++] = p;
+    for (uint32_t p = 0, start = 0; p < count; start = end[p++]) {
+        if (start == end[p])
             free_.push_back(p);
         else
-            make_root(p, {by_root.data() + first[p], first[p + 1] - first[p]});
+            make_root(p, {by_root.data() + start, end[p] - start});
     }
     for (LocalNet& q : nets_) {
         if (!q.share) continue;
@@ -352,12 +352,12 @@ void ClusterState::recompute(LocalNet& q) {
         const int kept_s = straight - a.straight, kept_i = inverted - a.inverted;
         const int s = a.odd ? kept_i + a.straight : kept_s + a.inverted;
         const int i = a.odd ? kept_s + a.inverted : kept_i + a.straight;
-        const Share share{a.member, rule_inverters(q.rule, s, i) - count,
-                          rule_inverted_load(q.rule, s, i) - load};
-        if (share.count == 0 && share.load == 0) continue;
-        shares_[q.first + q.shares++] = share;
-        delta_[root].count += share.count;
-        delta_[root].load += share.load;
+        const int share_count = rule_inverters(q.rule, s, i) - count;
+        const int share_load = rule_inverted_load(q.rule, s, i) - load;
+        if (share_count == 0 && share_load == 0) continue;
+        shares_[q.first + q.shares++] = Share::of(a.member, share_count, share_load);
+        delta_[root].count += share_count;
+        delta_[root].load += share_load;
         touch(root);
     }
     q.dirty = false;
@@ -368,8 +368,8 @@ void ClusterState::withdraw(LocalNet& q) {
     for (uint32_t k = 0; k < q.shares; ++k) {
         const Share& share = shares_[q.first + k];
         const uint32_t root = label_[share.member];
-        delta_[root].count -= share.count;
-        delta_[root].load -= share.load;
+        delta_[root].count -= share.count();
+        delta_[root].load -= share.load();
         touch(root);
     }
     q.shares = 0;

@@ -77,10 +77,17 @@ class ClusterState {
         uint32_t node;  // in the graph
         int8_t old_a;
     };
+    // A share's count is -1, 0 or 1 and its load no more than the net's
+    // nodes, so both fit one word; nets of more nodes are kept as big nets.
     struct Share {
+        static constexpr std::size_t kMaxNodes = std::size_t{1} << 28;
         uint32_t member;  // a gate of the cluster, on the net
-        int count;
-        int load;
+        int32_t packed;   // load * 4 + count + 1
+        static Share of(uint32_t member, int count, int load) {
+            return {member, load * 4 + count + 1};
+        }
+        int count() const { return (packed & 3) - 1; }
+        int load() const { return packed >> 2; }
     };
     struct Delta {
         int count = 0;
