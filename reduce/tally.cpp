@@ -9,11 +9,9 @@ void Tally::start(const Design& d, Module& top) {
     slots_.resize(graph_.nets());
     for (uint32_t k = 0; k < graph_.nets(); ++k) {
         Slot& s = slots_[k];
-        s.rule = graph_.rule(k);
-        s.signal = graph_.counted(k);
         for (uint32_t n = graph_.first_node(k); n < graph_.end_node(k); ++n)
             if (graph_.consumer(n)) vote(s, graph_.pol_a(n), +1);
-        if (s.signal) add(s);
+        if (graph_.counted(k)) add(k);
     }
     started_ = true;
 }
@@ -21,13 +19,13 @@ void Tally::start(const Design& d, Module& top) {
 int Tally::net_inverters(const Design& d, const Net* net) const {
     if (!net->work_id) return vorp::net_inverters(d, net);
     const Slot& s = slots_[net->work_id - 1];
-    return rule_inverters(s.rule, s.straight, s.inverted);
+    return rule_inverters(graph_.rule(net->work_id - 1), s.straight, s.inverted);
 }
 
 int Tally::net_inverted_load(const Design& d, const Net* net) const {
     if (!net->work_id) return vorp::net_inverted_load(d, net);
     const Slot& s = slots_[net->work_id - 1];
-    return rule_inverted_load(s.rule, s.straight, s.inverted);
+    return rule_inverted_load(graph_.rule(net->work_id - 1), s.straight, s.inverted);
 }
 
 }  // namespace vorp

@@ -30,11 +30,13 @@ class Tally {
     void pol_a_changed(const Node* n, int old_a, int new_a) {
         graph_.set_pol_a(n, new_a);
         if (old_a == new_a || !n->net || !n->net->work_id || !is_consumer(n)) return;
-        Slot& s = slots_[n->net->work_id - 1];
-        if (s.signal) withdraw(s);
+        const uint32_t k = n->net->work_id - 1;
+        Slot& s = slots_[k];
+        const bool signal = graph_.counted(k);
+        if (signal) withdraw(k);
         vote(s, old_a, -1);
         vote(s, new_a, +1);
-        if (s.signal) add(s);
+        if (signal) add(k);
     }
 
     // A tracked net's consumer votes, and its measures with other votes
@@ -42,17 +44,17 @@ class Tally {
     int straight(const Net* net) const { return slots_[net->work_id - 1].straight; }
     int inverted(const Net* net) const { return slots_[net->work_id - 1].inverted; }
     int local_inverters(const Net* net, int straight, int inverted) const {
-        return vorp::rule_inverters(slots_[net->work_id - 1].rule, straight, inverted);
+        return vorp::rule_inverters(graph_.rule(net->work_id - 1), straight, inverted);
     }
     int local_inverted_load(const Net* net, int straight, int inverted) const {
-        return vorp::rule_inverted_load(slots_[net->work_id - 1].rule, straight, inverted);
+        return vorp::rule_inverted_load(graph_.rule(net->work_id - 1), straight, inverted);
     }
 
     // The same by the graph's net number.
     int straight(uint32_t net) const { return slots_[net].straight; }
     int inverted(uint32_t net) const { return slots_[net].inverted; }
-    DriverRule rule(uint32_t net) const { return slots_[net].rule; }
-    bool counted(uint32_t net) const { return slots_[net].signal; }
+    DriverRule rule(uint32_t net) const { return graph_.rule(net); }
+    bool counted(uint32_t net) const { return graph_.counted(net); }
 
     int count() const { return count_; }
     int load() const { return load_; }
@@ -62,23 +64,24 @@ class Tally {
     int net_inverted_load(const Design& d, const Net* net) const;
 
    private:
+    // The net's rule and whether it is counted in the totals are the graph's.
     struct Slot {
         int straight = 0;
         int inverted = 0;
-        DriverRule rule = DriverRule::ONE_POLARITY;
-        bool signal = false;  // counted in the totals
     };
     static void vote(Slot& s, int pol_a, int weight) {
         if (pol_a == 1) s.straight += weight;
         if (pol_a == -1) s.inverted += weight;
     }
-    void withdraw(const Slot& s) {
-        count_ -= rule_inverters(s.rule, s.straight, s.inverted);
-        load_ -= rule_inverted_load(s.rule, s.straight, s.inverted);
+    void withdraw(uint32_t k) {
+        const Slot& s = slots_[k];
+        count_ -= rule_inverters(graph_.rule(k), s.straight, s.inverted);
+        load_ -= rule_inverted_load(graph_.rule(k), s.straight, s.inverted);
     }
-    void add(const Slot& s) {
-        count_ += rule_inverters(s.rule, s.straight, s.inverted);
-        load_ += rule_inverted_load(s.rule, s.straight, s.inverted);
+    void add(uint32_t k) {
+        const Slot& s = slots_[k];
+        count_ += rule_inverters(graph_.rule(k), s.straight, s.inverted);
+        load_ += rule_inverted_load(graph_.rule(k), s.straight, s.inverted);
     }
 
     std::vector<Slot> slots_;
