@@ -7,7 +7,20 @@
 
 namespace vorp {
 
+// Every table is sized before it is filled: growing them would leave freed
+// blocks behind for the rest of the run.
 void TopGraph::number_nets(const Design& d, Module& top) {
+    std::size_t nets = 0, all_nodes = 0;
+    for (const Net* net = top.nets; net; net = net->next, ++nets)
+        for (const Node* n = net->nodes; n; n = n->next) ++all_nodes;
+    net_record_.reserve(nets);
+    net_first_.reserve(nets + 1);
+    net_source_.reserve(nets);
+    net_bits_.reserve(nets);
+    net_rule_.reserve(nets);
+    node_net_.reserve(all_nodes);
+    node_bits_.reserve(all_nodes);
+    pol_a_.reserve(all_nodes);
     uint32_t nodes = 0;
     for (Net* net = top.nets; net; net = net->next) {
         const auto k = static_cast<uint32_t>(net_record_.size());
@@ -32,7 +45,24 @@ void TopGraph::number_nets(const Design& d, Module& top) {
     node_member_.assign(nodes, NONE);
 }
 
+bool TopGraph::numbered(const Node* n) const {
+    return n->seq && n->seq <= node_net_.size() && net_record_[node_net_[n->seq - 1]] == n->net;
+}
+
 void TopGraph::number_members(Module& top) {
+    std::size_t groups = 0, members = 0, ring_nodes = 0;
+    for (Instance* g = top.groups; g; g = g->next_group, ++groups)
+        for (Instance* m = g; m; m = m->next_in_group, ++members)
+            for_each_in_ring(m->node, [&](const Node* n) { ring_nodes += numbered(n); });
+    member_.reserve(members);
+    member_group_.reserve(members);
+    member_cell_.reserve(members);
+    member_bits_.reserve(members);
+    ring_first_.reserve(members + 1);
+    ring_.reserve(ring_nodes);
+    group_members_.reserve(groups);
+    group_leader_.reserve(groups);
+    by_leader_.reserve(groups);
     ring_first_.push_back(0);
     for (Instance* g = top.groups; g; g = g->next_group) {
         const auto group = static_cast<uint32_t>(group_leader_.size());
@@ -44,13 +74,12 @@ void TopGraph::number_members(Module& top) {
             member_cell_.push_back(static_cast<uint16_t>(m->cell()));
             uint8_t bits = FLIPPABLE | COMPLETE;
             for_each_in_ring(m->node, [&](const Node* n) {
-                const bool numbered = n->seq && n->seq <= node_net_.size() &&
-                                      net_record_[node_net_[n->seq - 1]] == n->net;
+                const bool on_graph = numbered(n);
                 // A numbered node's net bits spare a visit to the net.
-                const bool irreversible = numbered ? net_bits_[node_net_[n->seq - 1]] & IRREVERSIBLE
+                const bool irreversible = on_graph ? net_bits_[node_net_[n->seq - 1]] & IRREVERSIBLE
                                                    : n->net && n->net->irreversible();
                 if (irreversible && n->pin_type() != KW_INPUT) bits &= ~FLIPPABLE;
-                if (!numbered) {
+                if (!on_graph) {
                     bits &= ~COMPLETE;
                     return;
                 }
@@ -73,28 +102,6 @@ void TopGraph::build(const Design& d, Module& top) {
     *this = {};
     number_nets(d, top);
     number_members(top);
-    shrink();
-}
-
-// The tables live through the whole reduction: no room beyond their size.
-void TopGraph::shrink() {
-    net_first_.shrink_to_fit();
-    net_source_.shrink_to_fit();
-    net_bits_.shrink_to_fit();
-    net_rule_.shrink_to_fit();
-    net_record_.shrink_to_fit();
-    node_net_.shrink_to_fit();
-    node_bits_.shrink_to_fit();
-    pol_a_.shrink_to_fit();
-    member_.shrink_to_fit();
-    member_cell_.shrink_to_fit();
-    member_bits_.shrink_to_fit();
-    ring_first_.shrink_to_fit();
-    ring_.shrink_to_fit();
-    member_group_.shrink_to_fit();
-    group_members_.shrink_to_fit();
-    group_leader_.shrink_to_fit();
-    by_leader_.shrink_to_fit();
 }
 
 uint32_t TopGraph::group_number(const Instance* leader) const {

@@ -84,7 +84,8 @@ class TopGraph {
     enum : uint8_t { FLIPPABLE = 1, COMPLETE = 2 };
     void number_nets(const Design& d, Module& top);
     void number_members(Module& top);
-    void shrink();
+    // The node lies on a numbered net of the top module.
+    bool numbered(const Node* n) const;
 
     std::vector<uint32_t> net_first_;
     std::vector<uint32_t> net_source_;
