@@ -102,7 +102,6 @@ void ClusterState::Scratch::fit(std::size_t count) {
     piece.resize(count);
     seen.resize(count, 0);
     seen_group.resize(count, 0);
-    acc.resize(count);
 }
 
 void ClusterState::release() {
@@ -319,7 +318,9 @@ void ClusterState::unkey(uint32_t root) {
 // once more when it is an input of a flipped gate.
 void ClusterState::recompute(LocalNet& q) {
     int straight = 0, inverted = 0;
-    std::vector<uint32_t>& roots = scratch_->acc_list;
+    // The net has few nodes (more make it a big net), so its clusters are
+    // found by a walk of the few met so far.
+    std::vector<Acc>& roots = scratch_->acc;
     roots.clear();
     const TopGraph& graph = *graph_;
     for (uint32_t n = graph.first_node(q.net); n < graph.end_node(q.net); ++n) {
@@ -331,11 +332,11 @@ void ClusterState::recompute(LocalNet& q) {
         }
         const uint32_t p = member_of(n);
         if (p == NONE || !gate_[p]) continue;
-        Acc& a = scratch_->acc[label_[p]];
-        if (!a.used) {
-            a = {p, 0, 0, false, true};
-            roots.push_back(label_[p]);
-        }
+        const uint32_t root = label_[p];
+        auto at =
+            std::find_if(roots.begin(), roots.end(), [&](const Acc& a) { return a.root == root; });
+        if (at == roots.end()) at = roots.insert(at, Acc{root, p});
+        Acc& a = *at;
         if (!graph.input(n)) {
             a.odd = !a.odd;
         } else if (consumer) {
@@ -346,9 +347,8 @@ void ClusterState::recompute(LocalNet& q) {
     const int count = rule_inverters(q.rule, straight, inverted);
     const int load = rule_inverted_load(q.rule, straight, inverted);
     q.shares = 0;
-    for (uint32_t root : roots) {
-        Acc& a = scratch_->acc[root];
-        a.used = false;
+    for (const Acc& a : roots) {
+        const uint32_t root = a.root;
         const int kept_s = straight - a.straight, kept_i = inverted - a.inverted;
         const int s = a.odd ? kept_i + a.straight : kept_s + a.inverted;
         const int i = a.odd ? kept_s + a.inverted : kept_i + a.straight;

@@ -95,15 +95,15 @@ class ClusterState {
         bool operator==(const Delta&) const = default;
     };
     struct Acc {  // one cluster's pins on the net being recomputed
+        uint32_t root = 0;
         uint32_t member = 0;
         int straight = 0;
         int inverted = 0;
         bool odd = false;
-        bool used = false;
     };
 
    public:
-    // Scratch by member: a union-find, piece numbers, search stamps and
+    // Scratch by member: a union-find, piece numbers and search stamps; and
     // per-net sums. Only one state works at a time, so the states share it.
     struct Scratch {
         std::vector<uint32_t> uf;
@@ -111,8 +111,7 @@ class ClusterState {
         std::vector<uint32_t> seen;  // by member: `stamp` when searched
         std::vector<uint8_t> seen_group;
         uint32_t stamp = 0;
-        std::vector<Acc> acc;  // by root; none `used` between uses
-        std::vector<uint32_t> acc_list;
+        std::vector<Acc> acc;  // the clusters on the net being recomputed
         // Room for `count` members; what is there stays valid.
         void fit(std::size_t count);
     };
