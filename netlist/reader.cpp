@@ -60,7 +60,19 @@ class Reader {
             unsigned param_low = 0;
         };
         Word words[64];
-        Word& at(uint64_t hash) { return words[hash % 64]; }
+        // The word kept for the name, worked out by `work_out(word)` when the
+        // name is not the one its slot holds.
+        template <class WorkOut>
+        Word& lookup(std::string_view name, uint64_t hash, WorkOut work_out) {
+            Word& word = words[hash % 64];
+            if (!word.known || word.text != name) {
+                word.known = false;  // until worked out: a fault ends the run
+                work_out(word);
+                word.text = name;
+                word.known = true;
+            }
+            return word;
+        }
     };
     WordCache keywords_;
     WordCache cells_;
@@ -198,29 +210,22 @@ void Reader::skip_form() {
 // The keyword of the name token. A file repeats a few words over and over:
 // each is searched for once.
 int Reader::keyword() {
-    const std::string_view name = lex_.name();
-    WordCache::Word& known = keywords_.at(lex_.name_hash());
-    if (!known.known || known.text != name) {
-        known.code = lookup_keyword(d_.token, KeywordTable);
-        known.text = name;
-        known.known = true;
-    }
-    return known.code;
+    return keywords_
+        .lookup(
+            lex_.name(), lex_.name_hash(),
+            [this](WordCache::Word& word) { word.code = lookup_keyword(d_.token, KeywordTable); })
+        .code;
 }
 
 // The cell code of the def-comp cell name token, with `d.cell_param` set as
 // `parse_cell_name` sets it; each cell name is worked out once.
 int Reader::cell_of_name() {
-    const std::string_view name = lex_.name();
-    WordCache::Word& known = cells_.at(lex_.name_hash());
-    if (!known.known || known.text != name) {
-        known.known = false;  // until worked out: a bad suffix ends the run
-        known.code = parse_cell_name(d_, d_.token);
-        known.param = d_.cell_param;
-        known.param_low = d_.cell_param_low;
-        known.text = name;
-        known.known = true;
-    }
+    const WordCache::Word& known =
+        cells_.lookup(lex_.name(), lex_.name_hash(), [this](WordCache::Word& word) {
+            word.code = parse_cell_name(d_, d_.token);
+            word.param = d_.cell_param;
+            word.param_low = d_.cell_param_low;
+        });
     d_.cell_param = known.param;
     d_.cell_param_low = known.param_low;
     return known.code;

@@ -41,12 +41,8 @@ class RecordIndex {
 
     // `name` holds no zero byte; `hash` is `hash_name(name)`. Null when absent.
     Entry* find(std::string_view name, uint64_t hash) {
-        const uint32_t tag = tag_of(hash);
-        for (std::size_t i = tag & mask_;; i = (i + 1) & mask_) {
-            Entry& entry = slots_[i];
-            if (!entry.name) return nullptr;
-            if (entry.tag == tag && same_name(entry.name, name)) return &entry;
-        }
+        Entry& entry = slot_of(name, tag_of(hash));
+        return entry.name ? &entry : nullptr;
     }
 
     // Bring the slot where a search for the hash starts into the cache.
@@ -65,18 +61,22 @@ class RecordIndex {
    private:
     static uint32_t tag_of(uint64_t hash) { return static_cast<uint32_t>(hash >> 32); }
 
+    // The slot that holds the name, or the empty one where it would go.
+    Entry& slot_of(std::string_view name, uint32_t tag) {
+        for (std::size_t i = tag & mask_;; i = (i + 1) & mask_) {
+            Entry& entry = slots_[i];
+            if (!entry.name || (entry.tag == tag && same_name(entry.name, name))) return entry;
+        }
+    }
     Entry& entry_for(std::string_view text, uint64_t hash) {
         if (2 * (size_ + 1) > slots_.size()) rebuild(slots_.size() * 2);
         const uint32_t tag = tag_of(hash);
-        for (std::size_t i = tag & mask_;; i = (i + 1) & mask_) {
-            Entry& entry = slots_[i];
-            if (!entry.name) {
-                entry = Entry{tag, 0, text.data(), nullptr, nullptr};
-                ++size_;
-                return entry;
-            }
-            if (entry.tag == tag && same_name(entry.name, text)) return entry;
+        Entry& entry = slot_of(text, tag);
+        if (!entry.name) {
+            entry = Entry{tag, 0, text.data(), nullptr, nullptr};
+            ++size_;
         }
+        return entry;
     }
     void rebuild(std::size_t capacity) {
         grow_table(slots_, capacity, mask_, [](const Entry& entry) { return entry.name; });
