@@ -1,7 +1,6 @@
 #include "reduce/verdicts.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 
 #include "db/lists.h"
@@ -285,23 +284,15 @@ Gain GroupVerdicts::share_of(const Reduction& r, const NetState& s) const {
 Gain GroupVerdicts::flip_gain(const Reduction& r, const Member& m) const {
     if (m.kind == Kind::TRISTATE) return tristate_gain(r, m);
     const TopGraph& graph = r.kept->tally.graph();
-    std::array<PinNet, 8> few;
-    std::vector<PinNet> many;
-    std::size_t count = 0;
+    // One scratch list for every call: a gate has a few pins, so a linear
+    // search finds its nets and nothing is allocated once the list has grown.
+    static thread_local std::vector<PinNet> nets;
+    nets.clear();
     for (const uint32_t n : graph.ring(m.id)) {
         const uint32_t net = graph.net_of(n);
-        PinNet* p = nullptr;
-        for (std::size_t k = 0; k < count && !p; ++k) {
-            PinNet& at = k < few.size() ? few[k] : many[k - few.size()];
-            if (at.net == net) p = &at;
-        }
-        if (!p) {
-            if (count < few.size())
-                p = &(few[count] = PinNet{net});
-            else
-                p = &many.emplace_back(PinNet{net});
-            ++count;
-        }
+        auto p =
+            std::find_if(nets.begin(), nets.end(), [net](const PinNet& q) { return q.net == net; });
+        if (p == nets.end()) p = nets.insert(nets.end(), PinNet{net});
         ++p->pins;
         if (!graph.input(n))
             p->odd = !p->odd;
@@ -309,8 +300,7 @@ Gain GroupVerdicts::flip_gain(const Reduction& r, const Member& m) const {
             vote(graph.pol_a(n), +1, p->straight, p->inverted);
     }
     Gain gain;
-    for (std::size_t k = 0; k < count; ++k) {
-        const PinNet& p = k < few.size() ? few[k] : many[k - few.size()];
+    for (const PinNet& p : nets) {
         const DriverRule rule = r.kept->tally.rule(p.net);
         const int s = r.kept->tally.straight(p.net), i = r.kept->tally.inverted(p.net);
         const auto [after_s, after_i] = votes_after(s, i, p.odd, p.straight, p.inverted);
