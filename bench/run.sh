@@ -6,7 +6,8 @@
 # ratio of vorp's whole run to ABC merely reading the same netlist.
 # bench/README.md explains every column.
 #   bench/run.sh <build_dir>
-# Environment: BENCH_SIZES (cell counts), BENCH_TIMEOUT (seconds per run on
+# Environment: BENCH_SIZES (cell counts), BENCH_FLAT_SIZES (cell counts of
+# designs made of one flat module; empty for none), BENCH_TIMEOUT (seconds per run on
 # a generated design), BENCH_DIR (where designs go; default
 # <build_dir>/bench-data), BENCH_CIRCUITS (circuits of bench/circuits/iwls05;
 # empty for none), BENCH_CIRCUIT_TIMEOUT (seconds per run on a circuit).
@@ -14,6 +15,7 @@ set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 build=${1:-build}
 sizes=${BENCH_SIZES:-"10000 100000 1000000"}
+flat_sizes=${BENCH_FLAT_SIZES-"1000000"}
 limit=${BENCH_TIMEOUT:-1800}
 data=${BENCH_DIR:-$build/bench-data}
 circuits=${BENCH_CIRCUITS-"des_perf RISC ethernet"}
@@ -72,8 +74,22 @@ abc_netlist_of_generated() {
   if timeout "$limit" yosys -q -p "read_verilog $dir/cells.v $dir/design.v; hierarchy -top $top;
       proc; flatten; tribuf -merge -logic; techmap; setundef -zero; opt_clean;
       write_verilog -noattr $dir/abc.v.tmp" > /dev/null 2>&1; then
-    mv "$dir/abc.v.tmp" "$dir/abc.v"
+    registers_on_wires < "$dir/abc.v.tmp" > "$dir/abc.v" && rm "$dir/abc.v.tmp"
   fi
+}
+
+# ABC reads a register only from a wire it has seen driven: a register that
+# yosys loads with a constant loads instead from a wire of that value, made
+# from the first input before the first statement.
+registers_on_wires() {
+  awk '/^  input / && !first { first = $2; sub(/;$/, "", first) }
+    /^  (always|assign) / && !done {
+      print "  wire abc_const0 ;"; print "  wire abc_const1 ;"
+      print "  assign abc_const0 = " first " & ~" first ";"
+      print "  assign abc_const1 = " first " | ~" first ";"
+      done = 1
+    }
+    { sub(/<= 1\047h0;/, "<= abc_const0 ;"); sub(/<= 1\047h1;/, "<= abc_const1 ;"); print }'
 }
 
 # Maps circuit <name> to simple gates once: <dir>/<name>.v (gates as
@@ -132,13 +148,15 @@ row() {
       seconds(ys), ratio(ys, tot), seconds(as), ratio(tot, as) }'
 }
 
+# generated <size> <depth> <label>: depth 4 gives several hundred module
+# copies a few levels deep, depth 1 one flat module; both with registers,
+# clocks, constants, tristate buses and bidirect ports.
 generated() {
-  local size=$1 dir=$data/d$1
+  local size=$1 depth=$2 label=$3 dir=$data/d$1
+  [ "$depth" = 4 ] || dir=$data/d$1-depth$depth
   if [ ! -f "$dir/.words" ]; then
-    rm -rf "$dir" && mkdir -p "$dir"
-    # Several hundred module copies a few levels deep, registers, clocks,
-    # constants, tristate buses and bidirect ports.
-    "$gen" --out "$dir/in" --seed 7 --cells "$size" --depth 4 --fanout 6 --types 3 \
+    rm -rf "$dir" && mkdir -p "$dir/in"
+    "$gen" --out "$dir/in" --seed 7 --cells "$size" --depth "$depth" --fanout 6 --types 3 \
       --profile full > "$dir/.words"
   fi
   local words; read -r -a words < "$dir/.words"
@@ -146,7 +164,7 @@ generated() {
   local yosys_s; yosys_s=$(yosys_seconds "$dir" "$limit" "${words[@]}")
   abc_netlist_of_generated "$dir" "${words[0]}"
   local abc_s; abc_s=$(abc_seconds "$dir/abc.v" "$limit")
-  row "gen $size" "$dir" "$limit" "$in_bytes" "$yosys_s" "$abc_s" "${words[@]}"
+  row "$label" "$dir" "$limit" "$in_bytes" "$yosys_s" "$abc_s" "${words[@]}"
 }
 
 circuit() {
@@ -164,5 +182,6 @@ circuit() {
 }
 
 header
-for size in $sizes; do generated "$size"; done
+for size in $sizes; do generated "$size" 4 "gen $size"; done
+for size in $flat_sizes; do generated "$size" 1 "flat $size"; done
 for name in $circuits; do circuit "$name"; done
