@@ -30,10 +30,6 @@ std::size_t big_net_nodes = 64;
 
 // Beyond this share of the state's nodes changed, a rebuild costs no more.
 constexpr std::size_t kRebuildShare = 4;
-// A split's searches give way to one pass over the cluster once they have
-// walked this share of it: on a large cluster the pass costs less than the
-// searches around its many open ends.
-constexpr std::size_t kSearchShare = 32;
 
 template <class T>
 void grow_to(std::vector<T>& v, std::size_t size) {
@@ -402,7 +398,10 @@ std::size_t ClusterState::for_each_neighbour(uint32_t root, uint32_t x, F&& f) {
 // The pieces of the cluster that do not hold the rest, found by searching
 // from the ends of its lost edges in lockstep: every piece holds such an
 // end, so once all searches but one have run out, the others have found
-// whole pieces. False when the searches walk more than a fraction of the
+// whole pieces. Searches that meet join one group, and each round takes one
+// step per open group, not per search: a group that has met many others
+// would otherwise outrun the few still alone, which are the ones that
+// decide the end. False when the searches walk more than a fraction of the
 // cluster.
 bool ClusterState::small_pieces(uint32_t root, const std::vector<uint32_t>& ends,
                                 std::vector<std::vector<uint32_t>>& small) {
@@ -424,7 +423,9 @@ bool ClusterState::small_pieces(uint32_t root, const std::vector<uint32_t>& ends
         while (group[s] != s) s = group[s] = group[group[s]];
         return s;
     };
-    const std::size_t budget = size_[root] / kSearchShare + 64;
+    // The pass that takes over walks every member's pins, several nodes
+    // each: searches that have walked one node per member cost no more.
+    const std::size_t budget = size_[root] + 64;
     std::size_t walked = 0;
     std::size_t groups = searches.size();
     // The searches not yet run out, in order: a search that has run out
@@ -445,6 +446,9 @@ bool ClusterState::small_pieces(uint32_t root, const std::vector<uint32_t>& ends
         if (open <= 1) break;
         for (uint32_t s : open_searches) {
             Search& at = searches[s];
+            // Marked 1 above while open and not yet stepped this round.
+            if (at.next == at.found.size() || scratch_->seen_group[top(s)] != 1) continue;
+            scratch_->seen_group[top(s)] = 2;
             const uint32_t x = at.found[at.next++];
             walked += for_each_neighbour(root, x, [&](uint32_t y) {
                 if (scratch_->seen[y] != scratch_->stamp) {
@@ -509,37 +513,24 @@ void ClusterState::all_pieces(uint32_t root, std::vector<std::vector<uint32_t>>&
 
 // The cluster lost edges (pairs of members in `ends`): it keeps its root
 // and the shares of the nets no other piece touches; the pins of the other
-// pieces move to their own roots. Each lost edge whose ends are still in the
-// cluster is searched from both ends; a search that exceeds its budget gives
-// way to one pass over the whole cluster.
-//
-// A piece that leaves can take away the only path between two parts of what
-// stays (a chain a-b-c that lost both edges keeps a and c once b leaves).
-// Every such part holds an end whose partner has left, so one last search
-// from all those ends finds them.
+// pieces move to their own roots. All the lost edges are searched at once
+// from all their ends: after a group step a giant cluster loses thousands
+// of edges, nearly all inside cycles, and one search per edge walks far
+// around each cycle before its two ends meet again, while searches started
+// together meet each other within a few steps. Searches that exceed their
+// budget give way to one pass over the whole cluster.
 void ClusterState::split(uint32_t root, const std::vector<uint32_t>& ends) {
     leader_[root] = NONE;
     touch(root);
+    std::vector<uint32_t> from;
+    for (uint32_t x : ends)
+        if (label_[x] == root) from.push_back(x);
     std::vector<std::vector<uint32_t>> small;
-    auto take = [&](const std::vector<uint32_t>& from) {
-        small.clear();
-        if (small_pieces(root, from, small)) {
-            detach(root, small);
-            return true;
-        }
+    if (!small_pieces(root, from, small)) {
         small.clear();
         all_pieces(root, small);
-        detach(root, small);
-        return false;
-    };
-    for (std::size_t k = 0; k + 1 < ends.size(); k += 2) {
-        if (label_[ends[k]] != root || label_[ends[k + 1]] != root) continue;
-        if (!take({ends[k], ends[k + 1]})) return;
     }
-    std::vector<uint32_t> orphans;
-    for (std::size_t k = 0; k < ends.size(); ++k)
-        if (label_[ends[k]] == root && label_[ends[k ^ 1]] != root) orphans.push_back(ends[k]);
-    if (orphans.size() > 1) take(orphans);
+    detach(root, small);
 }
 
 void ClusterState::detach(uint32_t root, const std::vector<std::vector<uint32_t>>& small) {
