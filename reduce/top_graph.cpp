@@ -49,11 +49,13 @@ bool TopGraph::numbered(const Node* n) const {
     return n->seq && n->seq <= node_net_.size() && net_record_[node_net_[n->seq - 1]] == n->net;
 }
 
+// A node lies in one ring at most, so the rings take no more room than the
+// nodes: counting them exactly would walk every ring twice.
 void TopGraph::number_members(Module& top) {
-    std::size_t groups = 0, members = 0, ring_nodes = 0;
+    std::size_t groups = 0, members = 0;
     for (Instance* g = top.groups; g; g = g->next_group, ++groups)
-        for (Instance* m = g; m; m = m->next_in_group, ++members)
-            for_each_in_ring(m->node, [&](const Node* n) { ring_nodes += numbered(n); });
+        for (Instance* m = g; m; m = m->next_in_group) ++members;
+    const std::size_t ring_nodes = node_net_.size();
     member_.reserve(members);
     member_group_.reserve(members);
     member_cell_.reserve(members);
