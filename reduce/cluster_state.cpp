@@ -27,6 +27,7 @@ std::size_t check_members = 0;
 #endif
 long checks_done = 0;
 std::size_t big_net_nodes = 64;
+bool split_searches = true;
 
 // Beyond this share of the state's nodes changed, a rebuild costs no more.
 constexpr std::size_t kRebuildShare = 4;
@@ -48,6 +49,10 @@ long cluster_checks_done() {
 
 std::size_t set_big_net_nodes(std::size_t nodes) {
     return std::exchange(big_net_nodes, nodes);
+}
+
+bool set_split_searches(bool on) {
+    return std::exchange(split_searches, on);
 }
 
 uint32_t ClusterState::member_of(uint32_t node) const {
@@ -526,7 +531,7 @@ void ClusterState::split(uint32_t root, const std::vector<uint32_t>& ends) {
     for (uint32_t x : ends)
         if (label_[x] == root) from.push_back(x);
     std::vector<std::vector<uint32_t>> small;
-    if (!small_pieces(root, from, small)) {
+    if (!split_searches || !small_pieces(root, from, small)) {
         small.clear();
         all_pieces(root, small);
     }

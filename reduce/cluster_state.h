@@ -45,6 +45,10 @@ long cluster_checks_done();
 // the shares a change can move (tests lower it to reach every path).
 // Returns the previous size.
 std::size_t set_big_net_nodes(std::size_t nodes);
+// Whether a split searches from the ends of the lost edges before it falls
+// back on one pass over the whole cluster (tests turn the searches off to
+// reach the pass). Returns the previous setting.
+bool set_split_searches(bool on);
 
 class ClusterState {
    public:
