@@ -174,38 +174,75 @@ void ClusterState::index_members(Instance* g) {
     }
 }
 
+// Calls f(p, n) on every pin n of every member p, in order. The pins lie on
+// nets scattered over the whole module: the net of a pin a few steps ahead,
+// and its local number, are fetched while the present one is worked on (and
+// its net's tables when asked).
+template <class F>
+void ClusterState::for_each_pin(bool nets_too, F&& f) {
+    constexpr std::size_t kNode = 16, kNet = 8, kLocal = 4;
+    const TopGraph& graph = *graph_;
+    const std::span<const uint32_t> pins = graph.rings(range_);
+    const uint32_t base = graph.ring_start(range_.first);
+    for (uint32_t p = 0; p < member_id_.size(); ++p) {
+        const uint32_t m = member_id_[p];
+        for (uint32_t k = graph.ring_start(m) - base; k < graph.ring_start(m + 1) - base; ++k) {
+            if (k + kNode < pins.size()) graph.prefetch_node(pins[k + kNode]);
+            if (k + kNet < pins.size())
+                __builtin_prefetch(&net_local_[graph.net_of(pins[k + kNet])]);
+            if (nets_too && k + kLocal < pins.size()) {
+                const uint32_t net = graph.net_of(pins[k + kLocal]);
+                graph.prefetch_net(net);
+                if (net_local_[net]) __builtin_prefetch(&nets_[net_local_[net] - 1]);
+            }
+            f(p, pins[k]);
+        }
+    }
+}
+
+// Calls f on every local net in order; the tables of the nets a few steps
+// ahead, then their nodes, are fetched while the present one is worked on.
+template <class F>
+void ClusterState::for_each_local_net(F&& f) {
+    constexpr std::size_t kNet = 8, kNodes = 4;
+    const TopGraph& graph = *graph_;
+    for (std::size_t k = 0; k < nets_.size(); ++k) {
+        if (k + kNet < nets_.size()) graph.prefetch_net(nets_[k + kNet].net);
+        if (k + kNodes < nets_.size()) graph.prefetch_nodes(nets_[k + kNodes].net);
+        f(nets_[k]);
+    }
+}
+
 // Nets are numbered in the order the members' rings first meet them, then
 // filled in a second walk, so that every table has its exact size.
 void ClusterState::index_nets() {
     const TopGraph& graph = *graph_;
     grow_to(net_local_, graph.nets());
     uint32_t count = 0;
-    for (uint32_t p = 0; p < member_id_.size(); ++p)
-        for (const uint32_t n : graph.ring(member_id_[p]))
-            if (uint32_t& v = net_local_[graph.net_of(n)]; !v) v = ++count;
+    for_each_pin(false, [&](uint32_t, uint32_t n) {
+        if (uint32_t& v = net_local_[graph.net_of(n)]; !v) v = ++count;
+    });
     nets_.resize(count);
-    for (uint32_t p = 0; p < member_id_.size(); ++p) {
-        for (const uint32_t n : graph.ring(member_id_[p])) {
-            const uint32_t net = graph.net_of(n);
-            LocalNet* q = local_of(net);
-            if (q->rule == LocalNet::UNSET) {
-                q->net = net;
-                q->rule = graph.rule(net);
-                nodes_ += graph.node_count(net);
-                if (graph.node_count(net) > std::min(big_net_nodes, Share::kMaxNodes))
-                    q->big = 0;  // numbered below
-            }
-            if (graph.plain_signal(net) && graph.source(net) == n) {
-                q->edge = true;
-                q->driver = p;
-            }
-            if (gate_[p]) {
-                ++q->first;  // its capacity, until placed below
-                // A net whose driver never needs an inverter gives nothing.
-                if (graph.counted(net) && q->rule != DriverRule::NEVER) q->share = true;
-            }
+    for_each_pin(true, [&](uint32_t p, uint32_t n) {
+        const uint32_t net = graph.net_of(n);
+        LocalNet* q = local_of(net);
+        if (q->rule == LocalNet::UNSET) {
+            q->net = net;
+            q->rule = graph.rule(net);
+            nodes_ += graph.node_count(net);
+            if (graph.node_count(net) > std::min(big_net_nodes, Share::kMaxNodes))
+                q->big = 0;  // numbered below
         }
-    }
+        if (graph.plain_signal(net) && graph.source(net) == n) {
+            q->edge = true;
+            q->driver = p;
+        }
+        if (gate_[p]) {
+            ++q->first;  // its capacity, until placed below
+            // A net whose driver never needs an inverter gives nothing.
+            if (graph.counted(net) && q->rule != DriverRule::NEVER) q->share = true;
+        }
+    });
     uint32_t first = 0;
     for (std::size_t k = 0; k < nets_.size(); ++k) {
         LocalNet& q = nets_[k];
@@ -243,13 +280,13 @@ void ClusterState::build(Reduction& r, Instance* g) {
     free_.reserve(count);
     scratch_->fit(count);
     for (uint32_t p = 0; p < count; ++p) scratch_->uf[p] = p;
-    for (const LocalNet& q : nets_) {
-        if (!q.edge) continue;
+    for_each_local_net([&](const LocalNet& q) {
+        if (!q.edge) return;
         for_each_straight(q, [&](uint32_t c) {
             const uint32_t a = find(q.driver), b = find(c);
             if (a != b) scratch_->uf[b] = a;
         });
-    }
+    });
     // Members by root, in order: a counting sort, placed in the scratch's
     // piece numbers; placing moves each root's start to its end.
     std::vector<uint32_t> end(count + 1, 0);
@@ -263,13 +300,13 @@ void ClusterState::build(Reduction& r, Instance* g) {
         else
             make_root(p, {by_root.data() + start, end[p] - start});
     }
-    for (LocalNet& q : nets_) {
-        if (!q.share) continue;
+    for_each_local_net([&](LocalNet& q) {
+        if (!q.share) return;
         if (q.big != NONE)
             recompute_big(q);
         else
             recompute(q);
-    }
+    });
     pending_.clear();
     for (uint32_t root : touched_list_) refresh(root);
     touched_list_.clear();

@@ -167,6 +167,10 @@ class ClusterState {
     void index_members(Instance* g);
     void index_nets();
     uint32_t member_of(uint32_t node) const;
+    template <class F>
+    void for_each_pin(bool nets_too, F&& f);
+    template <class F>
+    void for_each_local_net(F&& f);
     LocalNet* local_of(uint32_t net);
     template <class F>
     void for_each_straight(const LocalNet& q, F&& f) const;

@@ -77,6 +77,28 @@ class TopGraph {
     std::span<const uint32_t> ring(uint32_t m) const {
         return {ring_.data() + ring_first_[m], ring_first_[m + 1] - ring_first_[m]};
     }
+    // The rings of a range of members, one after the other, and where a
+    // member's ring starts among them.
+    std::span<const uint32_t> rings(Range r) const {
+        return {ring_.data() + ring_first_[r.first], ring_first_[r.end] - ring_first_[r.first]};
+    }
+    uint32_t ring_start(uint32_t m) const { return ring_first_[m]; }
+    // Passes over scattered nodes ask for them ahead of use.
+    void prefetch_node(uint32_t node) const { __builtin_prefetch(&node_net_[node]); }
+    void prefetch_net(uint32_t net) const {
+        __builtin_prefetch(&net_first_[net]);
+        __builtin_prefetch(&net_source_[net]);
+        __builtin_prefetch(&net_bits_[net]);
+        __builtin_prefetch(&net_rule_[net]);
+    }
+    // The first nodes of a net, once its own tables are at hand (a net
+    // without nodes may start at the end).
+    void prefetch_nodes(uint32_t net) const {
+        const uint32_t first = net_first_[net];
+        __builtin_prefetch(node_member_.data() + first);
+        __builtin_prefetch(node_bits_.data() + first);
+        __builtin_prefetch(pol_a_.data() + first);
+    }
 
    private:
     enum : uint8_t { PLAIN_SIGNAL = 1, COUNTED = 2, IRREVERSIBLE = 4 };
