@@ -16,7 +16,8 @@ namespace {
 
 class Reader {
    public:
-    Reader(Design& d, std::string_view text, bool pcd) : d_(d), lex_(d, text), pcd_(pcd) {}
+    Reader(Design& d, std::string_view text, bool pcd)
+        : d_(d), lex_(d, text), pcd_(pcd), records_(expected_names(text)) {}
     Module* read();
 
    private:
@@ -38,7 +39,11 @@ class Reader {
     void read_def_comp();
     void read_def_net();
     Node* read_net_node(Net* net);
-    void attach(RecordIndex::Entry& entry, Node* node);
+    Module* read_module();
+    // A guess at the ports and instances a file of this size names, so that
+    // the index of a large module is sized once: a name of an instance with
+    // its connections takes a few dozen bytes.
+    static std::size_t expected_names(std::string_view text) { return text.size() / 64; }
     int keyword_value();
     struct PinText;
     PinText& pin_text();
@@ -100,13 +105,13 @@ class Reader {
     static constexpr std::size_t kAhead = 48;
 };
 
-// The lookups of a large module miss the cache at every step: the slot, the
-// name and the record, the record's last node. Each token lexed ahead starts
-// the first for itself, the second for the token lexed 21 before it and the
-// third for the one lexed 36 before it, so that the misses of several
-// lookups overlap and each is done by the time the reader needs it. (The
-// prefetches stay with the lexing: a function of prefetches alone has no
-// effect the compiler would keep.)
+// The lookups of a large module miss the cache at every step: the slot, and
+// the node bound last to the instance, which the next connection writes.
+// Each token lexed ahead starts the first for itself and the second for the
+// token lexed 21 before it, so that the misses of several lookups overlap
+// and each is done by the time the reader needs it. (The prefetches stay
+// with the lexing: a function of prefetches alone has no effect the
+// compiler would keep.)
 bool Reader::lex_ahead() {
     const Lexeme* fresh = lex_.lex_ahead();
     if (!fresh) return false;
@@ -117,24 +122,20 @@ bool Reader::lex_ahead() {
         const RecordIndex::Entry* entry =
             ahead.token == TOK_NAME ? records_.probe(ahead.hash) : nullptr;
         if (entry) {
-            __builtin_prefetch(entry->name);
-            if (const Instance* inst = entry->inst) {
-                __builtin_prefetch(inst);
-                __builtin_prefetch(&inst->node);
-            }
+            if (entry->long_name) __builtin_prefetch(entry->name + RecordIndex::kHead);
+            if (entry->last) __builtin_prefetch(&entry->last->same_inst, 1);
         }
-    }
-    if (last >= 36) {
-        const Lexeme& ahead = lex_.queued_at(last - 36);
-        const RecordIndex::Entry* entry =
-            ahead.token == TOK_NAME ? records_.probe(ahead.hash) : nullptr;
-        if (entry && entry->inst && entry->inst->node)
-            __builtin_prefetch(&entry->inst->node->same_inst);
     }
     return true;
 }
 
 Module* Reader::read() {
+    Module* m = read_module();
+    records_.flush();
+    return m;
+}
+
+Module* Reader::read_module() {
     d_.line = 1;
     d_.depth = 1;
     d_.pins_over_limit = 0;
@@ -308,7 +309,8 @@ void Reader::read_def_comp() {
         inst->owner = module_;
         inst->module_name = module_name;
         push_front(module_->insts, inst);
-        records_.put_inst(inst, {inst->name, lex_.name().size()}, lex_.name_hash());
+        records_.put_inst(inst, {inst->name, lex_.name().size()}, lex_.name_hash(),
+                          pin_limit(*inst));
         if (cell == CELL_INV) ++d_.inverter_count;
     }
 }
@@ -349,28 +351,14 @@ Node* Reader::read_net_node(Net* net) {
     if (next() != TOK_DOT) input_fault(d_, "error");
     expect_name();
     if (!entry) input_fault(d_, missing.c_str());
-    Instance* inst = entry->inst;
     PinText& pin = pin_text();
-    node->set_pin_type(pin.type_on(inst->cell()));
+    node->set_pin_type(pin.type_on(entry->cell));
     if (node->pin_type() == 0) silent_fault();
-    node->inst = inst;
+    node->inst = entry->inst;
     node->pin = pin.name;
-    attach(*entry, node);
+    // The ring runs in reading order, as the pin-count check would build it.
+    if (RecordIndex::bind(*entry, node)) d_.pins_over_limit = 1;
     return node;
-}
-
-// Join the instance's ring after the node attached last, so that the ring
-// runs in reading order, as the pin-count check would build it, and count
-// the instance's connections against its cell's pins.
-void Reader::attach(RecordIndex::Entry& entry, Node* node) {
-    Instance* inst = entry.inst;
-    if (Node* last = inst->node) {
-        node->same_inst = last->same_inst;
-        last->same_inst = node;
-    }
-    inst->node = node;
-    const int limit = pin_limit(*inst);
-    if (limit != 0 && ++entry.bound > static_cast<uint32_t>(limit)) d_.pins_over_limit = 1;
 }
 
 // The pin name token as a text shared with every node on a pin of that name.
