@@ -5,6 +5,7 @@
 
 #include "db/lists.h"
 #include "db/queries.h"
+#include "flatten/instance_fetch.h"
 #include "flatten/net_list_index.h"
 #include "flatten/net_merge.h"
 #include "flatten/net_ops.h"
@@ -33,8 +34,10 @@ void close_references(Design& d) {
 
 // Pins of sub-module instances take the type, name and note of their port.
 void resolve_pins(Module& m) {
+    InstanceFetch fetch(m.nets);
     for (Net* net = m.nets; net; net = net->next) {
         for (Node* n = net->nodes; n; n = n->next) {
+            fetch.step();
             Instance* inst = n->inst;
             if (n->pin_type() == CELL_SUBMODULE) {
                 n->set_port_note(0);
@@ -69,12 +72,15 @@ void init_polarity(Module& m) {
         for (Node* n = net->nodes; n; n = n->next) n->set_pols(1, 1);
 }
 
-[[nodiscard]] bool fold_inverters(Design& d, Module& m) {
+// Every node pinned down is put on `pinned`.
+[[nodiscard]] bool fold_inverters(Design& d, Module& m, std::vector<Node*>& pinned) {
+    InstanceFetch fetch(m.nets);
     for (Net* net = m.nets; net; net = net->next) {
         if (!is_signal_net(net)) continue;
         // `before` stays the node before `n`, so that unlinking `n` does not
         // walk a net of many loads from its head.
         for (Node *n = net->nodes, *before = nullptr; n;) {
+            fetch.step();
             if (n->inst->cell() != CELL_INV) {
                 before = n;
                 n = n->next;
@@ -84,6 +90,7 @@ void init_polarity(Module& m) {
                 // Go on from the node the merge returns: chains fold in one walk.
                 n = merge_net(d, n, n->same_inst, m, before);
                 if (!n) return false;
+                fetch.restart(net, n);
                 continue;
             }
             if (!same_text(n->pin, "in")) {
@@ -98,6 +105,7 @@ void init_polarity(Module& m) {
             push_front(m.insts, buffer);
             n->inst = buffer;
             pin_down(n);
+            pinned.push_back(n);
             before = n;
             n = n->next;
         }
@@ -125,18 +133,18 @@ void split_list(T*& list, T*& kept, Tail<T>& tail, Stays stays) {
 // that stays linear in a module of many nets. The numbers it gives the nets
 // are cleared afterwards, so that a net left behind in a copy (a clock net)
 // is not taken for one of the nets the reduction numbers later; and the pins
-// are unpinned for the joining of the boundaries, in the same walk while the
-// module's records are at hand (no fold reads another module's pins).
+// the fold pinned down are unpinned for the joining of the boundaries (no pin
+// is pinned before the fold, and a fold that succeeds leaves each pin it
+// pinned on a net of the module's list).
 [[nodiscard]] bool fold_indexed(Design& d, Module& m) {
     bool folded = false;
+    std::vector<Node*> pinned;
     {
         ScopedNetListIndex index(d, m);
-        folded = fold_inverters(d, m);
+        folded = fold_inverters(d, m, pinned);
     }
-    for (Net* net = m.nets; net; net = net->next) {
-        net->work_id = 0;
-        for (Node* n = net->nodes; n; n = n->next) n->set_pinned(false);
-    }
+    for (Net* net = m.nets; net; net = net->next) net->work_id = 0;
+    for (Node* n : pinned) n->set_pinned(false);
     m.flattened = nullptr;
     return folded;
 }
@@ -175,9 +183,11 @@ void collect_instances(Tail<Instance>& tail, Module& m) {
 
 // Join every flattened copy's ports to the pins outside it.
 [[nodiscard]] bool link_boundaries(Design& d, Module& top) {
+    InstanceFetch fetch(top.nets);
     for (Net* net = top.nets; net; net = net->next) {
         if (!is_signal_net(net)) continue;
         for (Node *n = net->nodes, *before = nullptr; n;) {
+            fetch.step();
             Instance* inst = n->inst;
             const int cell = inst->cell();
             const bool joins =
@@ -201,6 +211,17 @@ void collect_instances(Tail<Instance>& tail, Module& m) {
             before = n;
             n = n->next;
         }
+    }
+    return true;
+}
+
+// Each signal net's driver, in list order; the first net without one ends
+// the flattening.
+[[nodiscard]] bool find_sources(Design& d, Module& top) {
+    NetInstanceFetch fetch(top.nets);
+    for (Net* net = top.nets; net; net = net->next) {
+        fetch.step();
+        if (is_signal_net(net) && !find_source(d, net)) return false;
     }
     return true;
 }
@@ -236,9 +257,12 @@ int constant_kind(const Net* net) {
 
 bool flat(Design& d) {
     Module& top = *d.top();
+    // A design of one module has no boundaries: no pin to resolve, none to join.
+    const bool hierarchy = top.next != nullptr;
     close_references(d);
-    for (Module* m = d.modules; m; m = m->next)
-        if (m->kind() == MOD_NLD) resolve_pins(*m);
+    if (hierarchy)
+        for (Module* m = d.modules; m; m = m->next)
+            if (m->kind() == MOD_NLD) resolve_pins(*m);
     for (Module* m = d.modules; m; m = m->next) {
         if (m->kind() == MOD_NLD) {
             prune_module(*m, m == &top);
@@ -259,13 +283,12 @@ bool flat(Design& d) {
     }
     Tail<Net> nets(top.nets);
     for (Module* m = top.next; m; m = m->next) collect_nets(nets, *m);
-    {
+    if (hierarchy) {
         // Every boundary merge drops a net from the top's long list.
         ScopedNetListIndex index(d, top);
         if (!link_boundaries(d, top)) return false;
     }
-    for (Net* net = top.nets; net; net = net->next)
-        if (is_signal_net(net) && !find_source(d, net)) return false;
+    if (!find_sources(d, top)) return false;
 
     if (!top.insts) {
         *d.err << "vorp: internal instance representation colapsed, or instance set is empty, "

@@ -1,11 +1,13 @@
 #include "flatten/net_ops.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <ostream>
 #include <vector>
 
 #include "db/lists.h"
 #include "db/queries.h"
+#include "flatten/instance_fetch.h"
 #include "flatten/net_list_index.h"
 
 namespace vorp {
@@ -148,11 +150,13 @@ bool find_source(Design& d, Net* net) {
 }
 
 void classify_nets(Module& m) {
+    InstanceFetch fetch(m.nets);
     for (Net* net = m.nets; net; net = net->next) {
         net->set_net_type(NET_NONE);
         net->source = nullptr;
         net->set_irreversible(false);
         for (Node* n = net->nodes; n; n = n->next) {
+            fetch.step();
             const int type = n->pin_type();
             const bool on_port = on_cell(n, CELL_PORT);
             if (is_bidirect_type(type)) {
@@ -182,11 +186,38 @@ void classify_nets(Module& m) {
     }
 }
 
+namespace {
+
+// The nodes of one file share their pin texts: each text is compared with
+// the clock pin names once, and its answer kept by address.
+class ClockPinNames {
+   public:
+    bool has(const char* pin) {
+        if (!pin) return false;
+        const std::size_t k = (reinterpret_cast<std::uintptr_t>(pin) >> 3) % kSlots;
+        if (texts_[k] != pin) {
+            texts_[k] = pin;
+            answers_[k] = is_clock_pin_name(pin);
+        }
+        return answers_[k];
+    }
+
+   private:
+    static constexpr std::size_t kSlots = 64;
+    const char* texts_[kSlots] = {};
+    bool answers_[kSlots] = {};
+};
+
+}  // namespace
+
 void mark_clock_nets(Module& m) {
+    ClockPinNames names;
+    InstanceFetch fetch(m.nets);
     for (Net* net = m.nets; net; net = net->next) {
         for (Node* n = net->nodes; n; n = n->next) {
+            fetch.step();
             const int cell = n->inst ? n->inst->cell() : 0;
-            const bool clock = is_clock_pin_name(n->pin) ||
+            const bool clock = names.has(n->pin) ||
                                (cell == CELL_PORT && n->inst->note() == KW_CLOCK) ||
                                (cell == CELL_SUBMODULE && n->port_note() == KW_CLOCK);
             if (!clock) continue;
