@@ -5,6 +5,13 @@
 namespace vorp {
 
 NetListIndex::NetListIndex(Module& module) : module_(module) {
+    // A module of a million nets would otherwise copy its tables a dozen times.
+    std::size_t count = 0;
+    for (const Net* net = module.nets; net; net = net->next) ++count;
+    nets_.reserve(count);
+    before_.reserve(count);
+    listed_.reserve(count);
+    last_.reserve(count);
     Net* before = nullptr;
     for (Net* net = module.nets; net; net = net->next) {
         number(net, before);
