@@ -42,8 +42,9 @@ class Reader {
     Module* read_module();
     // A guess at the ports and instances a file of this size names, so that
     // the index of a large module is sized once: a name of an instance with
-    // its connections takes a few dozen bytes.
-    static std::size_t expected_names(std::string_view text) { return text.size() / 64; }
+    // its connections takes a few dozen bytes. Guessed low rather than high:
+    // a file of long names or comments grows the index as it goes.
+    static std::size_t expected_names(std::string_view text) { return text.size() / 96; }
     int keyword_value();
     struct PinText;
     PinText& pin_text();

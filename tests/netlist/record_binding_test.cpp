@@ -41,6 +41,9 @@ std::vector<std::string> name_pool(std::mt19937& rng) {
 struct ModuleText {
     std::string text;
     std::vector<std::string> connections;  // the names connected, in reading order
+    // For each connection to an instance, how many instances were declared
+    // before it: the one it binds is the last of its name among them.
+    std::vector<std::size_t> declared_before;
 };
 
 const std::string& one_of(std::mt19937& rng, const std::vector<std::string>& from) {
@@ -57,20 +60,23 @@ ModuleText random_module(std::mt19937& rng) {
         ports.push_back(one_of(rng, pool));
         text << " (def-pin " << ports.back() << " type input)\n";
     }
-    for (int f = roll(rng, 1, 4); f > 0; --f) {
-        text << " (def-comp " << (roll(rng, 0, 1) ? "inv-" : "nand--2");
-        for (int k = roll(rng, 1, 4); k > 0; --k) {
-            insts.push_back(one_of(rng, pool));
-            text << ' ' << insts.back();
+    // Instances may be declared again after nets connected the earlier ones.
+    for (int f = roll(rng, 2, 12); f > 0; --f) {
+        if (insts.empty() || roll(rng, 0, 2) == 0) {
+            text << " (def-comp " << (roll(rng, 0, 1) ? "inv-" : "nand--2");
+            for (int k = roll(rng, 1, 4); k > 0; --k) {
+                insts.push_back(one_of(rng, pool));
+                text << ' ' << insts.back();
+            }
+            text << ")\n";
+            continue;
         }
-        text << ")\n";
-    }
-    for (int n = roll(rng, 1, 8); n > 0; --n) {
         text << " (def-net";
         for (int k = roll(rng, 0, 5); k > 0; --k) {
             const bool port = !ports.empty() && roll(rng, 0, 3) == 0;
             const std::string& name = one_of(rng, port ? ports : insts);
             out.connections.push_back(name);
+            out.declared_before.push_back(insts.size());
             text << ' ' << name;
             // A name that is a port's binds the port, with no pin.
             if (std::find(ports.begin(), ports.end(), name) == ports.end()) text << ".in";
@@ -95,9 +101,20 @@ int pin_limit_of(const Instance& inst) {
     return inst.cell() == CELL_INV ? 2 : 3;
 }
 
+// The instance of the name that a walk of the list as it was after
+// `declared` declarations finds first.
+const Instance* found_after(const Module& m, const std::string& name, std::size_t declared) {
+    std::vector<const Instance*> in_order;
+    for (const Instance* i = m.insts; i; i = i->next) in_order.push_back(i);
+    std::reverse(in_order.begin(), in_order.end());
+    for (std::size_t k = declared; k > 0; --k)
+        if (in_order[k - 1]->name == name) return in_order[k - 1];
+    return nullptr;
+}
+
 TEST(RecordBinding, LongAndSimilarNamesBindWhatTheListWalkFinds) {
     std::mt19937 rng(4242);
-    int long_names = 0, over_limit = 0, rings = 0;
+    int long_names = 0, over_limit = 0, rings = 0, hidden = 0;
     for (int round = 0; round < 3000; ++round) {
         const ModuleText made = random_module(rng);
         std::ostringstream err;
@@ -115,7 +132,8 @@ TEST(RecordBinding, LongAndSimilarNamesBindWhatTheListWalkFinds) {
                 EXPECT_EQ(nodes[k]->pin, port->name);
                 continue;
             }
-            ASSERT_EQ(nodes[k]->inst, find_inst(name.c_str(), *m)) << made.text;
+            ASSERT_EQ(nodes[k]->inst, found_after(*m, name, made.declared_before[k])) << made.text;
+            hidden += nodes[k]->inst != find_inst(name.c_str(), *m);
             EXPECT_STREQ(nodes[k]->pin, "in");
             bound[nodes[k]->inst].push_back(nodes[k]);
         }
@@ -144,6 +162,7 @@ TEST(RecordBinding, LongAndSimilarNamesBindWhatTheListWalkFinds) {
     EXPECT_GT(long_names, 1000);
     EXPECT_GT(over_limit, 100);
     EXPECT_GT(rings, 1000);
+    EXPECT_GT(hidden, 1000);  // connections to instances declared again later
 }
 
 // Names that share a hash tell themselves apart by their bytes alone: those
