@@ -79,9 +79,6 @@ struct Instance {
     Instance* group = nullptr;
     Instance* next_group = nullptr;
     Instance* next_in_group = nullptr;
-    Instance* cluster = nullptr;
-    Instance* next_cluster = nullptr;
-    Instance* next_in_cluster = nullptr;
 
     int cell() const { return field_of(cell_word, 0, 10); }
     void set_cell(int code) { cell_word = with_field(cell_word, 0, 10, code); }
@@ -218,9 +215,8 @@ struct Design {
     int has_xor = 0;            // an eor- or enor- cell was read
 
     // Stage scratch: working state of one stage, meaningless outside it.
-    int sticky_count = 0;          // numbers the stickies of a protection pass
-    char sticky_name[32] = {};     // where a sticky's name is formatted
-    Instance* clusters = nullptr;  // the reduction's cluster leaders
+    int sticky_count = 0;       // numbers the stickies of a protection pass
+    char sticky_name[32] = {};  // where a sticky's name is formatted
     // While set (ScopedNetListIndex), every removal from and push onto that
     // module's net list (unlink_net, merge_net, append_net, push_listed_net)
     // goes through it in constant time instead of walking the list.

@@ -61,7 +61,8 @@ void ClusterState::check(Reduction& r) {
         if (alive_[a]) leader[a] = leader_[a] != NONE ? leader_[a] : replay(a);
     build_clusters(r, g, set_);
     for (uint32_t p = 0; p < count; ++p) {
-        if (graph_->member(member_id_[p])->cluster != graph_->member(member_id_[leader[label_[p]]]))
+        if (r.clusters.cluster(graph_->member(member_id_[p])) !=
+            graph_->member(member_id_[leader[label_[p]]]))
             fail("leader of member " + std::to_string(p) + " against build_clusters");
     }
 }

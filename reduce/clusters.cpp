@@ -18,19 +18,6 @@ bool leads_candidate(int cell, ClusterSet set) {
     return flips_alone(cell);
 }
 
-// Any chain of instances along `next`.
-bool all_gates_flippable(Instance* leader, Instance* Instance::*next) {
-    for (Instance* m = leader; m; m = m->*next)
-        if (is_gate(m->cell()) && !is_flippable(m)) return false;
-    return true;
-}
-
-// A chain whose gates are all flippable; its other members stay.
-void flip_gates(Reduction& r, Instance* leader, Instance* Instance::*next) {
-    for (Instance* m = leader; m; m = m->*next)
-        if (is_gate(m->cell())) flip_instance(r, m);
-}
-
 // Any member of a union-find whose roots point at themselves.
 Instance* root_of(Instance* m, Instance* Instance::*parent) {
     while (m->*parent != m) {

@@ -8,9 +8,15 @@ namespace vorp {
 
 namespace {
 
-void toggle_gate_duals(Instance* leader, Instance* Instance::*next) {
-    for (Instance* m = leader; m; m = m->*next)
+template <class Next>
+void toggle_gate_duals(Instance* leader, Next&& next) {
+    for (Instance* m = leader; m; m = std::invoke(next, m))
         if (is_gate(m->cell())) m->toggle_dual();
+}
+
+// The members of a cluster after `m`, from the table `build_clusters` filled.
+auto cluster_chain(const Reduction& r) {
+    return [&r](const Instance* m) { return r.clusters.next_in_cluster(m); };
 }
 
 }  // namespace
@@ -44,7 +50,7 @@ bool LiteralReduction::take_cluster(Reduction& r, Instance* g, ClusterSet set, M
     build_clusters(r, g, set);
     Instance* leader = find_cluster(r, set, mode);
     if (!leader) return false;
-    toggle_gate_duals(leader, &Instance::next_in_cluster);
+    toggle_gate_duals(leader, cluster_chain(r));
     return true;
 }
 
@@ -135,41 +141,51 @@ bool complement_outputs(Reduction& r, Instance* g, Mode mode) {
 // Any group: every member starts as a cluster of its own, then the
 // straight consumers of each net its set's gates drive join the driver.
 void build_clusters(Reduction& r, Instance* g, ClusterSet set) {
-    r.d.clusters = nullptr;
+    LiteralClusters& c = r.clusters;
+    c.leaders = nullptr;
+    c.links.clear();
     for_each_member(g, [&](Instance* m) {
-        m->next_cluster = r.d.clusters;
-        r.d.clusters = m;
-        m->cluster = m;
-        m->next_in_cluster = nullptr;
+        c.of(m) = {m, c.leaders, nullptr};
+        c.leaders = m;
     });
     for (Net* net = r.top.nets; net; net = net->next) {
         if (net->net_type() != NET_SIGNAL || !net->source || !net->source->inst) continue;
         Instance* driver = net->source->inst;
         if (driver->group != g || !in_cluster_set(driver->cell(), set)) continue;
-        Instance* cur = driver->cluster;
+        Instance* cur = c.cluster(driver);
         for (Node* n = net->nodes; n; n = n->next) {
             if (n->pol_a() != 1 || !n->inst || !in_cluster_set(n->inst->cell(), set)) continue;
             // Only pinned nodes lead outside the group, and they hold no
             // polarity; an instance without a cluster is passed over.
-            if (!n->inst->cluster) continue;
-            if (n->inst->cluster != cur) cur = merge_clusters(r, driver, n->inst);
+            Instance* other = c.cluster(n->inst);
+            if (!other) continue;
+            if (other != cur) cur = merge_clusters(r, driver, n->inst);
         }
     }
 }
 
 // Two members of clusters built by `build_clusters`.
 Instance* merge_clusters(Reduction& r, Instance* a, Instance* b) {
+    LiteralClusters& c = r.clusters;
     Instance* keep = a;
     Instance* gone = b;
-    if (gone->cluster->cell() == CELL_PORT && keep->cluster->cell() != CELL_PORT)
+    if (c.cluster(gone)->cell() == CELL_PORT && c.cluster(keep)->cell() != CELL_PORT)
         std::swap(keep, gone);
-    Instance* leader = keep->cluster;
-    Instance* gone_leader = gone->cluster;
-    unlink_from<Instance, &Instance::next_cluster>(r.d.clusters, gone_leader);
+    Instance* leader = c.cluster(keep);
+    Instance* gone_leader = c.cluster(gone);
+    if (c.leaders == gone_leader) {
+        c.leaders = c.next_cluster(gone_leader);
+    } else {
+        for (Instance* p = c.leaders; p; p = c.next_cluster(p)) {
+            if (c.next_cluster(p) != gone_leader) continue;
+            c.of(p).next_cluster = c.next_cluster(gone_leader);
+            break;
+        }
+    }
     Instance* last = keep;
-    while (last->next_in_cluster) last = last->next_in_cluster;
-    last->next_in_cluster = gone_leader;
-    for (Instance* m = gone_leader; m; m = m->next_in_cluster) m->cluster = leader;
+    while (c.next_in_cluster(last)) last = c.next_in_cluster(last);
+    c.of(last).next_in_cluster = gone_leader;
+    for (Instance* m = gone_leader; m; m = c.next_in_cluster(m)) c.of(m).cluster = leader;
     return leader;
 }
 
@@ -177,13 +193,12 @@ Instance* merge_clusters(Reduction& r, Instance* a, Instance* b) {
 // the mode accepts is left flipped.
 Instance* find_cluster(Reduction& r, ClusterSet set, Mode mode) {
     const auto before = r.measure(mode);
-    for (Instance* leader = r.d.clusters; leader; leader = leader->next_cluster) {
-        if (!leads_candidate(leader->cell(), set) ||
-            !all_gates_flippable(leader, &Instance::next_in_cluster))
+    for (Instance* leader = r.clusters.leaders; leader; leader = r.clusters.next_cluster(leader)) {
+        if (!leads_candidate(leader->cell(), set) || !all_gates_flippable(leader, cluster_chain(r)))
             continue;
-        flip_gates(r, leader, &Instance::next_in_cluster);
+        flip_gates(r, leader, cluster_chain(r));
         if (Reduction::accepts(mode, before, r.measure(mode))) return leader;
-        flip_gates(r, leader, &Instance::next_in_cluster);
+        flip_gates(r, leader, cluster_chain(r));
     }
     return nullptr;
 }

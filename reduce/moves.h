@@ -10,6 +10,8 @@
 // verdicts and cluster states (fast_reduction.h).
 #pragma once
 
+#include <functional>
+#include <unordered_map>
 #include <utility>
 
 #include "db/design.h"
@@ -19,6 +21,28 @@
 namespace vorp {
 
 struct KeptState;
+
+// The clusters `build_clusters` made last, kept by the literal path in a
+// table of its own so that the records carry no cluster links.
+struct LiteralClusters {
+    struct Links {
+        Instance* cluster = nullptr;          // the leader
+        Instance* next_cluster = nullptr;     // on a leader: the next leader
+        Instance* next_in_cluster = nullptr;  // the next member of the cluster
+    };
+    Instance* leaders = nullptr;
+    std::unordered_map<const Instance*, Links> links;
+
+    Links& of(const Instance* m) { return links[m]; }
+    // All null for an instance of no cluster.
+    Links find(const Instance* m) const {
+        const auto it = links.find(m);
+        return it == links.end() ? Links{} : it->second;
+    }
+    Instance* cluster(const Instance* m) const { return find(m).cluster; }
+    Instance* next_cluster(const Instance* m) const { return find(m).next_cluster; }
+    Instance* next_in_cluster(const Instance* m) const { return find(m).next_in_cluster; }
+};
 
 // The run's state while reducing: the top module, the path that measures and
 // walks, and the termination guard. Every polarity change goes through
@@ -34,6 +58,7 @@ struct Reduction {
     // A trial that is undone need not be logged: `quiet` suspends the kept
     // state's logs.
     bool quiet = false;
+    LiteralClusters clusters = {};
 
     void set_pols(Node* n, int a, int b);
 
@@ -77,21 +102,32 @@ void push_net(Reduction& r, Net* net);
 bool in_cluster_set(int cell, ClusterSet set);
 // Gates that may lead a candidate cluster of the set.
 bool leads_candidate(int cell, ClusterSet set);
-bool all_gates_flippable(Instance* leader, Instance* Instance::*next);
-void flip_gates(Reduction& r, Instance* leader, Instance* Instance::*next);
+// Any chain of instances from `leader`, each giving the next by `next` (a
+// link member or a function).
+template <class Next>
+bool all_gates_flippable(Instance* leader, Next&& next) {
+    for (Instance* m = leader; m; m = std::invoke(next, m))
+        if (is_gate(m->cell()) && !is_flippable(m)) return false;
+    return true;
+}
+// A chain whose gates are all flippable; its other members stay.
+template <class Next>
+void flip_gates(Reduction& r, Instance* leader, Next&& next) {
+    for (Instance* m = leader; m; m = std::invoke(next, m))
+        if (is_gate(m->cell())) flip_instance(r, m);
+}
 // The root of a union-find kept in `parent`, halving the path on the way.
 Instance* root_of(Instance* m, Instance* Instance::*parent);
 
-// Join two union-find roots (parent in `cluster`, each root's chain tail in
-// `next_cluster`) the way `merge_groups` and `merge_clusters` join leaders:
+// Join two union-find roots of `build_groups` (parent in `group`, each
+// root's chain tail in `next_group`) the way `merge_groups` joins leaders:
 // a port-led root survives unless both are, otherwise `keep`; the other
-// chain follows the survivor's tail along `Next`. Returns the survivor.
-template <Instance* Instance::*Next>
-Instance* join_roots(Instance* keep, Instance* gone) {
+// chain follows the survivor's tail. Returns the survivor.
+inline Instance* join_roots(Instance* keep, Instance* gone) {
     if (gone->cell() == CELL_PORT && keep->cell() != CELL_PORT) std::swap(keep, gone);
-    keep->next_cluster->*Next = gone;
-    keep->next_cluster = gone->next_cluster;
-    gone->cluster = keep;
+    keep->next_group->next_in_group = gone;
+    keep->next_group = gone->next_group;
+    gone->group = keep;
     return keep;
 }
 

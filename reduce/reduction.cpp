@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <ostream>
+#include <vector>
 
 #include "reduce/fast_reduction.h"
 #include "reduce/literal_reduction.h"
@@ -74,31 +75,35 @@ void make_groups(Module& top) {
 
 void build_groups(Module& top) {
     make_groups(top);
-    // Union-find over `cluster` (free until the first cluster step), each
-    // root's chain tail in `next_cluster`; merged leaders leave the list at
-    // the end, which keeps the order of the ones that stay.
-    for (Instance* g = top.groups; g; g = g->next_group) g->cluster = g->next_cluster = g;
+    // Union-find over `group` (each member starts as its own root), each
+    // root's chain tail in `next_group`: the list order is set aside first,
+    // and merged leaders leave it at the end, which keeps the order of the
+    // ones that stay.
+    std::vector<Instance*> order;
+    for (Instance* g = top.groups; g; g = g->next_group) order.push_back(g);
+    for (Instance* g : order) g->next_group = g;
     for (Net* net = top.nets; net; net = net->next) {
         if (!is_signal_net(net) || !net->source || !net->source->inst) continue;
         Instance* driver = net->source->inst;
         if (!driver->group) continue;
-        Instance* cur = root_of(driver, &Instance::cluster);
+        Instance* cur = root_of(driver, &Instance::group);
         for (Node* n = net->nodes; n; n = n->next) {
             if (n->pinned() || !n->inst || !n->inst->group) continue;
-            Instance* other = root_of(n->inst, &Instance::cluster);
-            if (other != cur) cur = join_roots<&Instance::next_in_group>(cur, other);
+            Instance* other = root_of(n->inst, &Instance::group);
+            if (other != cur) cur = join_roots(cur, other);
         }
     }
     Instance** link = &top.groups;
-    for (Instance* g = top.groups; g; g = g->next_group) {
-        if (g->cluster != g) continue;
+    for (Instance* g : order) {
+        if (g->group != g) {
+            g->next_group = nullptr;
+            continue;
+        }
         *link = g;
         link = &g->next_group;
         for (Instance* m = g; m; m = m->next_in_group) m->group = g;
     }
     *link = nullptr;
-    for (Instance* g = top.groups; g; g = g->next_group)
-        for (Instance* m = g; m; m = m->next_in_group) m->cluster = m->next_cluster = nullptr;
 }
 
 // A group started on the path: its flip, its members' flips and (with -a)
@@ -144,7 +149,6 @@ int red_inv(Design& d, const ReduceParams& params) {
         for (Instance* g = top.groups; g; g = g->next_group) settle_group_nets(r, g);
         path->all_settled(r);
     }
-    d.clusters = nullptr;
     for (Instance* g = top.groups; g; g = g->next_group) {
         if (g->on_clock()) continue;
         r.termination.start_group();

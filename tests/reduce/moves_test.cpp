@@ -23,12 +23,13 @@ struct MoveTest : ::testing::Test {
     void start() { r.termination.start(*b.top); }
     std::vector<Instance*> cluster_chain(Instance* leader) {
         std::vector<Instance*> chain;
-        for (Instance* m = leader; m; m = m->next_in_cluster) chain.push_back(m);
+        for (Instance* m = leader; m; m = r.clusters.next_in_cluster(m)) chain.push_back(m);
         return chain;
     }
     std::vector<Instance*> cluster_leaders() {
         std::vector<Instance*> leaders;
-        for (Instance* m = b.d.clusters; m; m = m->next_cluster) leaders.push_back(m);
+        for (Instance* m = r.clusters.leaders; m; m = r.clusters.next_cluster(m))
+            leaders.push_back(m);
         return leaders;
     }
 };
@@ -507,8 +508,8 @@ TEST_F(ClusterFixture, ClustersJoinStraightConnectionsOfClusterCells) {
     EXPECT_EQ(cluster_leaders(), (std::vector<Instance*>{y, g3, g1, pa}));
     EXPECT_EQ(cluster_chain(g1), (std::vector<Instance*>{g1, g2, b1, g4}));
     EXPECT_EQ(cluster_chain(g3), (std::vector<Instance*>{g3}));
-    for (Instance* m : {g1, g2, b1, g4}) EXPECT_EQ(m->cluster, g1);
-    EXPECT_EQ(g3->cluster, g3);
+    for (Instance* m : {g1, g2, b1, g4}) EXPECT_EQ(r.clusters.cluster(m), g1);
+    EXPECT_EQ(r.clusters.cluster(g3), g3);
 }
 
 TEST_F(ClusterFixture, NoXorSetKeepsExclusiveOrGatesOut) {
@@ -619,14 +620,10 @@ TEST_F(MoveTest, MergeClustersKeepsAPortLedCluster) {
     Instance* p = b.port("p", KW_INPUT);
     Instance* g = b.inst(CELL_AND, "g");
     Instance* h = b.inst(CELL_AND, "h");
-    for (Instance* m : {p, g, h}) {
-        m->cluster = m;
-        m->next_in_cluster = nullptr;
-    }
-    b.d.clusters = h;
-    h->next_cluster = g;
-    g->next_cluster = p;
-    p->next_cluster = nullptr;
+    r.clusters.leaders = h;
+    r.clusters.of(h) = {h, g, nullptr};
+    r.clusters.of(g) = {g, p, nullptr};
+    r.clusters.of(p) = {p, nullptr, nullptr};
     EXPECT_EQ(merge_clusters(r, g, p), p);
     EXPECT_EQ(cluster_chain(p), (std::vector<Instance*>{p, g}));
     EXPECT_EQ(cluster_leaders(), (std::vector<Instance*>{h, p}));
@@ -635,7 +632,7 @@ TEST_F(MoveTest, MergeClustersKeepsAPortLedCluster) {
     EXPECT_EQ(merge_clusters(r, g, h), p);
     EXPECT_EQ(cluster_chain(p), (std::vector<Instance*>{p, g, h}));
     EXPECT_EQ(cluster_leaders(), (std::vector<Instance*>{p}));
-    EXPECT_EQ(h->cluster, p);
+    EXPECT_EQ(r.clusters.cluster(h), p);
 }
 
 }  // namespace
