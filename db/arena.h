@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace vorp {
@@ -20,6 +21,17 @@ class Arena {
     // Records of one kind come from chunks of their own, so that a walk over
     // one kind (a module's nets, a net's nodes) touches few cache lines.
     enum Pool : unsigned { POOL_INSTANCES, POOL_NETS, POOL_NODES, POOL_OTHER, kPools };
+    // Instances, nets and nodes lie in one address range per pool, shared by
+    // every arena of the process, so that a record of these pools is named
+    // by four bytes: its distance from the range's start in record units.
+    static constexpr unsigned kRanges = POOL_OTHER;
+    static constexpr std::size_t kRangeBytes = (std::size_t{1} << 32) * kRecordAlign;
+
+    // The record of a ranged pool at `index` (0: none), and back.
+    static void* record_at(Pool pool, uint32_t index) {
+        return index ? range_start_[pool] + std::size_t{index} * kRecordAlign : nullptr;
+    }
+    static uint32_t index_of(Pool pool, const void* record);
 
     // A zero-filled block of `size` bytes aligned to `kRecordAlign`; null
     // when the system has no memory left. Constant time except when a new
@@ -35,12 +47,19 @@ class Arena {
         char* at = nullptr;
         std::size_t left = 0;
     };
-    char* take(Cursor& cursor, std::size_t size);
-    char* new_chunk(std::size_t size);
+    struct Chunk {
+        char* start;
+        std::size_t size;
+        Pool pool;  // POOL_OTHER: from the heap
+    };
+    char* take(Cursor& cursor, std::size_t size, Pool pool);
+    char* new_chunk(std::size_t size, Pool pool);
 
-    // Chunks come zero-filled from the system and are never reused, so no
-    // block needs clearing when it is handed out.
-    std::vector<char*> chunks_;
+    static inline char* range_start_[kRanges] = {};
+
+    // Chunks come zero-filled and are never reused while the arena lives,
+    // so no block needs clearing when it is handed out.
+    std::vector<Chunk> chunks_;
     Cursor records_[kPools];
     Cursor texts_;
     std::size_t in_use_ = 0;

@@ -10,6 +10,7 @@
 // Design is destroyed; removed records are unlinked and dropped, never freed.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <type_traits>
@@ -25,6 +26,39 @@ struct Net;
 struct Node;
 struct CellGroup;
 class NetListIndex;
+
+template <class T>
+constexpr Arena::Pool pool_of() {
+    if constexpr (std::is_same_v<T, Instance>) return Arena::POOL_INSTANCES;
+    if constexpr (std::is_same_v<T, Net>) return Arena::POOL_NETS;
+    if constexpr (std::is_same_v<T, Node>) return Arena::POOL_NODES;
+    return Arena::POOL_OTHER;
+}
+
+// A link to an instance, net or node: four bytes naming the record in its
+// pool's range, used like the pointer it stands for. Records linked so must
+// come from a `Design` (`make`).
+template <class T>
+class Ref {
+    static constexpr Arena::Pool kPool = pool_of<T>();
+
+   public:
+    Ref() = default;
+    Ref(std::nullptr_t) {}
+    Ref(T* record) : index_(Arena::index_of(kPool, record)) {
+        static_assert(kPool != Arena::POOL_OTHER);
+    }
+    Ref& operator=(T* record) {
+        index_ = Arena::index_of(kPool, record);
+        return *this;
+    }
+    operator T*() const { return static_cast<T*>(Arena::record_at(kPool, index_)); }
+    T* operator->() const { return *this; }
+    T& operator*() const { return *static_cast<T*>(*this); }
+
+   private:
+    uint32_t index_ = 0;
+};
 
 // Replace the bits [shift, shift+width) of a word, leaving the others alone.
 template <class W>
@@ -70,15 +104,15 @@ struct Instance {
 
     const char* module_name = nullptr;  // sub-module instances: the referenced module's name
     const char* name = nullptr;         // instance name; for a port the pin name
-    Instance* next = nullptr;
-    Node* node = nullptr;   // port: its one node; component: the last node attached
-    Module* sub = nullptr;  // sub-module instances: this instance's own module copy
+    Module* sub = nullptr;              // sub-module instances: this instance's own module copy
     Module* owner = nullptr;
+    Ref<Instance> next;
+    Ref<Node> node;  // port: its one node; component: the last node attached
 
     // Working fields of the reduction.
-    Instance* group = nullptr;
-    Instance* next_group = nullptr;
-    Instance* next_in_group = nullptr;
+    Ref<Instance> group;
+    Ref<Instance> next_group;
+    Ref<Instance> next_in_group;
 
     int cell() const { return field_of(cell_word, 0, 10); }
     void set_cell(int code) { cell_word = with_field(cell_word, 0, 10, code); }
@@ -115,12 +149,12 @@ struct Node {
     // keeps the repeat guard's keys independent of memory layout.
     uint32_t seq = 0;
 
-    Instance* inst = nullptr;
     const char* pin = nullptr;  // a port's node shares the port's name
-    Node* next = nullptr;       // next node of the same net
-    Node* same_inst = nullptr;  // ring through the nodes of one instance
-    Node* peer = nullptr;       // partner across a module boundary
-    Net* net = nullptr;
+    Ref<Instance> inst;
+    Ref<Node> next;       // next node of the same net
+    Ref<Node> same_inst;  // ring through the nodes of one instance
+    Ref<Node> peer;       // partner across a module boundary
+    Ref<Net> net;
 
     int pin_type() const { return field_of(word, 0, 10); }
     void set_pin_type(int code) { word = with_field(word, 0, 10, code); }
@@ -135,10 +169,11 @@ struct Node {
     void set_port_note(int code) { word = with_field(word, 15, 10, code); }
 };
 
-struct Net {
-    Node* nodes = nullptr;
-    Node* source = nullptr;
-    Net* next = nullptr;
+// Eight-byte aligned so that nets lie one after the other in their pool.
+struct alignas(Arena::kRecordAlign) Net {
+    Ref<Node> nodes;
+    Ref<Node> source;
+    Ref<Net> next;
     uint16_t type_word = 0;  // bits 0-9 net_type, bit 10 irreversible
     // Index of the net in the side tables of the stage at work, plus one
     // (0: none); each stage that numbers nets numbers them afresh.
@@ -170,14 +205,6 @@ struct Fatal {
 };
 
 constexpr int kTokenSize = 4096;
-
-template <class T>
-constexpr Arena::Pool pool_of() {
-    if constexpr (std::is_same_v<T, Instance>) return Arena::POOL_INSTANCES;
-    if constexpr (std::is_same_v<T, Net>) return Arena::POOL_NETS;
-    if constexpr (std::is_same_v<T, Node>) return Arena::POOL_NODES;
-    return Arena::POOL_OTHER;
-}
 
 // The run context: options, directory lists, the module list and the state
 // of the reader. Passed by reference to every stage.

@@ -59,7 +59,8 @@ Node* merge_net(Design& d, Node* x, Node* y, Module& module, Node* x_before) {
         *d.err << "vorp: internal net representation colapsed, sorry.\n";
         return nullptr;
     }
-    return x->next ? x->next : from_y;
+    if (Node* next = x->next) return next;
+    return from_y;
 }
 
 }  // namespace vorp

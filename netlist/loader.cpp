@@ -108,7 +108,7 @@ void check_nets(Design& d, Module& m) {
         for (Node* n = net->nodes; n; n = n->next) {
             n->same_inst = n;
             if (!n->inst || n->inst->cell() == CELL_PORT) continue;
-            Node*& first = n->inst->node;
+            Ref<Node>& first = n->inst->node;
             if (!first) {
                 first = n;
                 continue;

@@ -19,7 +19,7 @@ bool leads_candidate(int cell, ClusterSet set) {
 }
 
 // Any member of a union-find whose roots point at themselves.
-Instance* root_of(Instance* m, Instance* Instance::*parent) {
+Instance* root_of(Instance* m, Ref<Instance> Instance::*parent) {
     while (m->*parent != m) {
         m->*parent = (m->*parent)->*parent;
         m = m->*parent;

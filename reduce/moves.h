@@ -117,7 +117,7 @@ void flip_gates(Reduction& r, Instance* leader, Next&& next) {
         if (is_gate(m->cell())) flip_instance(r, m);
 }
 // The root of a union-find kept in `parent`, halving the path on the way.
-Instance* root_of(Instance* m, Instance* Instance::*parent);
+Instance* root_of(Instance* m, Ref<Instance> Instance::*parent);
 
 // Join two union-find roots of `build_groups` (parent in `group`, each
 // root's chain tail in `next_group`) the way `merge_groups` joins leaders:

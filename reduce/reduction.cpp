@@ -93,17 +93,18 @@ void build_groups(Module& top) {
             if (other != cur) cur = join_roots(cur, other);
         }
     }
-    Instance** link = &top.groups;
+    top.groups = nullptr;
+    Instance* last = nullptr;
     for (Instance* g : order) {
-        if (g->group != g) {
-            g->next_group = nullptr;
-            continue;
-        }
-        *link = g;
-        link = &g->next_group;
+        g->next_group = nullptr;
+        if (g->group != g) continue;
+        if (last)
+            last->next_group = g;
+        else
+            top.groups = g;
+        last = g;
         for (Instance* m = g; m; m = m->next_in_group) m->group = g;
     }
-    *link = nullptr;
 }
 
 // A group started on the path: its flip, its members' flips and (with -a)

@@ -254,7 +254,7 @@ void localize_power(Design& d, NetPiece* root, int which) {
         if (any_node(p, on_global_port, 0)) return;
         Instance* port = make_supply_port(d, *p->module, which == CELL_HIGH ? "VDD" : "VSS");
         push_front(p->module->ports, port);
-        push_front(p->nodes, port->node);
+        push_front<Node>(p->nodes, port->node);
         p->driver = port->node;
     });
 }

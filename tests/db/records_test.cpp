@@ -136,8 +136,37 @@ TEST(Arena, RecordsOfOneKindLieTogether) {
     EXPECT_NE(inst, nullptr);
 }
 
+TEST(Arena, LinksNameRecordsInFourBytesAndChunksComeBackZeroed) {
+    static_assert(sizeof(Ref<Node>) == 4);
+    Node* first = nullptr;
+    {
+        std::ostringstream err;
+        Design d(err);
+        first = d.make<Node>();
+        Node* other = d.make<Node>();
+        first->next = other;
+        first->word = ~0u;
+        EXPECT_EQ(static_cast<Node*>(first->next), other);
+        EXPECT_EQ(first->next->next, nullptr);
+        first->next = nullptr;
+        EXPECT_FALSE(first->next);
+        first->next = other;
+    }
+    // The next design takes the same chunk back, and it reads as zeros.
+    std::ostringstream err;
+    Design d(err);
+    const Node* n = d.make<Node>();
+    EXPECT_EQ(n, first);
+    EXPECT_EQ(n->word, 0u);
+    EXPECT_EQ(n->next, nullptr);
+}
+
 TEST(Lists, PushFrontReversesPushBackKeepsOrderUnlinkWalksFromHead) {
-    Net a, b, c;
+    std::ostringstream err;
+    Design d(err);
+    Net& a = *d.make<Net>();
+    Net& b = *d.make<Net>();
+    Net& c = *d.make<Net>();
     Net* head = nullptr;
     push_front(head, &a);
     push_front(head, &b);

@@ -22,7 +22,10 @@ CellGroup* group(Design& d, std::initializer_list<Instance*> chain) {
     Instance* prev = nullptr;
     for (Instance* i : chain) {
         i->next = nullptr;
-        (prev ? prev->next : g->first) = i;
+        if (prev)
+            prev->next = i;
+        else
+            g->first = i;
         prev = i;
     }
     return g;
