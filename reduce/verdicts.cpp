@@ -120,6 +120,7 @@ uint32_t GroupVerdicts::slot_of(uint32_t net) {
     if (!slot) {
         nets_.push_back({});
         nets_.back().net = net;
+        net_flags_.push_back(0);
         slot = static_cast<uint32_t>(nets_.size());
     }
     return slot - 1;
@@ -131,10 +132,11 @@ void GroupVerdicts::add_dependency(uint32_t p, const Net* net, Pairs& pairs) {
 
 // Nodes off the graph are outside the whole-design measure.
 void GroupVerdicts::add_group_pin(const TopGraph& graph, uint32_t n) {
-    NetState& s = nets_[slot_of(graph.net_of(n))];
-    s.group_net = true;
+    const uint32_t slot = slot_of(graph.net_of(n));
+    NetState& s = nets_[slot];
+    net_flags_[slot] |= GROUP_NET;
     if (!graph.input(n))
-        s.odd = !s.odd;
+        net_flags_[slot] ^= ODD;
     else if (graph.consumer(n))
         vote(graph.pol_a(n), +1, s.straight, s.inverted);
 }
@@ -145,7 +147,6 @@ GroupVerdicts::Member GroupVerdicts::member_of(Reduction& r, uint32_t id, Pairs&
     const TopGraph& graph = r.kept->tally.graph();
     const uint32_t p = static_cast<uint32_t>(members_.size());
     Member m;
-    m.id = id;
     Instance* inst = graph.member(id);
     const int cell = graph.cell(id);
     if (flips_alone(cell) && graph.flippable(id)) {
@@ -172,20 +173,18 @@ GroupVerdicts::Member GroupVerdicts::member_of(Reduction& r, uint32_t id, Pairs&
     return m;
 }
 
-// Members by net: a counting sort of the pairs.
+// Members by net: a counting sort of the pairs, filled from the back so
+// that each net keeps its members in the order of the pairs.
 void GroupVerdicts::index_dependents(const Pairs& pairs) {
-    for (const auto& [slot, p] : pairs) ++nets_[slot].dependents;
-    uint32_t first = 0;
+    for (const auto& [slot, p] : pairs) ++nets_[slot].first_dependent;
+    uint32_t end = 0;
     for (NetState& s : nets_) {
-        s.first_dependent = first;
-        first += s.dependents;
-        s.dependents = 0;
+        end += s.first_dependent;
+        s.first_dependent = end;
     }
-    dependents_.resize(first);
-    for (const auto& [slot, p] : pairs) {
-        NetState& s = nets_[slot];
-        dependents_[s.first_dependent + s.dependents++] = p;
-    }
+    dependents_.resize(end);
+    for (auto it = pairs.rbegin(); it != pairs.rend(); ++it)
+        dependents_[--nets_[it->first].first_dependent] = it->second;
 }
 
 // Every verdict is to be evaluated before it is used.
@@ -212,6 +211,7 @@ void GroupVerdicts::start(Reduction& r, Instance* g) {
     for (uint32_t id = range.first; id < range.end; ++id)
         if (is_gate(graph.cell(id)) && !graph.flippable(id)) group_flippable_ = false;
     Pairs pairs;
+    first_ = range.first;
     members_.reserve(range.end - range.first);
     for (uint32_t id = range.first; id < range.end; ++id) {
         members_.push_back(member_of(r, id, pairs));
@@ -219,12 +219,14 @@ void GroupVerdicts::start(Reduction& r, Instance* g) {
             for (const uint32_t n : graph.ring(id)) add_group_pin(graph, n);
     }
     nets_.shrink_to_fit();
+    net_flags_.shrink_to_fit();
+    if (r.d.opt_a) complement_.assign(members_.size(), Gain{});
     index_dependents(pairs);
     release_vector(pairs);
-    for (NetState& s : nets_) {
-        if (!s.group_net) continue;
-        s.share = share_of(r, s);
-        group_gain_ += s.share;
+    for (uint32_t slot = 0; slot < nets_.size(); ++slot) {
+        if (!(net_flags_[slot] & GROUP_NET)) continue;
+        nets_[slot].share = share_of(r, slot);
+        group_gain_ += nets_[slot].share;
     }
     reset_walks();
 }
@@ -232,7 +234,9 @@ void GroupVerdicts::start(Reduction& r, Instance* g) {
 void GroupVerdicts::finish() {
     for (const NetState& s : nets_) net_slot_[s.net] = 0;
     release_vector(nets_);
+    release_vector(net_flags_);
     release_vector(members_);
+    release_vector(complement_);
     release_vector(dependents_);
     release_vector(changed_);
     group_ = nullptr;
@@ -244,13 +248,14 @@ void GroupVerdicts::pol_a_changed(const Node* n, int old_a, int new_a) {
     const uint32_t slot = net_slot_[n->net->work_id - 1];
     if (!slot) return;
     NetState& s = nets_[slot - 1];
-    if (s.group_net && n->pin_type() == KW_INPUT && is_consumer(n) && n->inst &&
+    uint8_t& flags = net_flags_[slot - 1];
+    if ((flags & GROUP_NET) && n->pin_type() == KW_INPUT && is_consumer(n) && n->inst &&
         n->inst->group == group_ && is_gate(n->inst->cell())) {
         vote(old_a, -1, s.straight, s.inverted);
         vote(new_a, +1, s.straight, s.inverted);
     }
-    if (s.changed) return;
-    s.changed = true;
+    if (flags & CHANGED) return;
+    flags |= CHANGED;
     changed_.push_back(slot - 1);
 }
 
@@ -259,24 +264,28 @@ void GroupVerdicts::pol_a_changed(const Node* n, int old_a, int new_a) {
 void GroupVerdicts::flush(Reduction& r) {
     for (const uint32_t slot : changed_) {
         NetState& s = nets_[slot];
-        s.changed = false;
-        for (uint32_t k = 0; k < s.dependents; ++k) {
-            const uint32_t p = dependents_[s.first_dependent + k];
+        net_flags_[slot] &= ~CHANGED;
+        const uint32_t end =
+            slot + 1 < nets_.size() ? nets_[slot + 1].first_dependent : dependents_.size();
+        for (uint32_t k = s.first_dependent; k < end; ++k) {
+            const uint32_t p = dependents_[k];
             if (members_[p].kind != Kind::NONE) flips_.dirty.set(p);
             if (members_[p].complementable) complements_.dirty.set(p);
         }
-        if (!s.group_net) continue;
-        const Gain share = share_of(r, s);
+        if (!(net_flags_[slot] & GROUP_NET)) continue;
+        const Gain share = share_of(r, slot);
         group_gain_ += share - s.share;
         s.share = share;
     }
     changed_.clear();
 }
 
-Gain GroupVerdicts::share_of(const Reduction& r, const NetState& s) const {
+Gain GroupVerdicts::share_of(const Reduction& r, uint32_t slot) const {
+    const NetState& s = nets_[slot];
+    const bool odd = net_flags_[slot] & ODD;
     const Tally& tally = r.kept->tally;
     const int votes_s = tally.straight(s.net), votes_i = tally.inverted(s.net);
-    const auto [after_s, after_i] = votes_after(votes_s, votes_i, s.odd, s.straight, s.inverted);
+    const auto [after_s, after_i] = votes_after(votes_s, votes_i, odd, s.straight, s.inverted);
     return counted_measure(r.kept->tally, s.net, votes_s, votes_i) -
            counted_measure(r.kept->tally, s.net, after_s, after_i);
 }
@@ -288,7 +297,7 @@ Gain GroupVerdicts::flip_gain(const Reduction& r, const Member& m) const {
     // search finds its nets and nothing is allocated once the list has grown.
     static thread_local std::vector<PinNet> nets;
     nets.clear();
-    for (const uint32_t n : graph.ring(m.id)) {
+    for (const uint32_t n : graph.ring(id_of(m))) {
         const uint32_t net = graph.net_of(n);
         auto p =
             std::find_if(nets.begin(), nets.end(), [net](const PinNet& q) { return q.net == net; });
@@ -421,10 +430,10 @@ bool GroupVerdicts::try_member_complement(Reduction& r, uint32_t p, Mode mode) {
     Member& m = members_[p];
     if (m.complement_untracked) return vorp::try_complement_output(r, instance_of(m), mode);
     if (complements_.dirty.test(p)) {
-        m.complement = complement_gain(r, m);
-        complements_.keep(p, m.complement);
+        complement_[p] = complement_gain(r, m);
+        complements_.keep(p, complement_[p]);
     }
-    if (!accepts(mode, m.complement)) return false;
+    if (!accepts(mode, complement_[p])) return false;
     negate_net(r, first_pin_of_type(instance_of(m), KW_OUTPUT)->net);
     return true;
 }
@@ -468,13 +477,13 @@ std::string GroupVerdicts::check(Reduction& r) {
         }
         if (m.complementable && !m.complement_untracked && !complements_.dirty.test(p)) {
             Net* out = first_pin_of_type(inst, KW_OUTPUT)->net;
-            expect("output complement", inst, m.complement,
+            expect("output complement", inst, complement_[p],
                    trial(
                        [&] {
                            return Gain{r.net_count(out), r.net_load(out)};
                        },
                        [&] { negate_net(r, out); }));
-            expect_bits("output complement", complements_, p, m.complement);
+            expect_bits("output complement", complements_, p, complement_[p]);
         }
     }
     if (group_flippable_) {

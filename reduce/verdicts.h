@@ -80,8 +80,9 @@ class GroupVerdicts {
 
    private:
     enum class Kind : uint8_t { NONE, GATE, TRISTATE };
+    // The group's members are the graph's members from `first_` on, in
+    // chain order: a member's position is its number less `first_`.
     struct Member {
-        uint32_t id = 0;  // in the graph
         Kind kind = Kind::NONE;
         bool complementable = false;
         // A trial that counts a net without a vote slot is made as the
@@ -89,18 +90,20 @@ class GroupVerdicts {
         bool flip_untracked = false;
         bool complement_untracked = false;
         Gain flip;
-        Gain complement;
     };
     struct NetState {
-        uint32_t net = 0;              // in the graph
-        uint32_t first_dependent = 0;  // into `dependents_`
-        uint32_t dependents = 0;
-        bool group_net = false;  // touched by a gate of the group
-        bool changed = false;
-        bool odd = false;  // parity of the group gates' non-input pins
+        uint32_t net = 0;  // in the graph
+        // Into `dependents_`; they end where the next slot's begin.
+        uint32_t first_dependent = 0;
         int straight = 0;  // votes of the group gates' input pins
         int inverted = 0;
         Gain share;  // what the whole-group flip changes here
+    };
+    // By net slot.
+    enum : uint8_t {
+        GROUP_NET = 1,  // touched by a gate of the group
+        CHANGED = 2,
+        ODD = 4,  // parity of the group gates' non-input pins
     };
     struct Walk {
         MemberBits dirty;
@@ -111,7 +114,10 @@ class GroupVerdicts {
     };
 
     using Pairs = std::vector<std::pair<uint32_t, uint32_t>>;  // net slot, member
-    Instance* instance_of(const Member& m) const { return graph_->member(m.id); }
+    uint32_t id_of(const Member& m) const {
+        return first_ + static_cast<uint32_t>(&m - members_.data());
+    }
+    Instance* instance_of(const Member& m) const { return graph_->member(id_of(m)); }
     uint32_t slot_of(uint32_t net);
     void add_dependency(uint32_t p, const Net* net, Pairs& pairs);
     Member member_of(Reduction& r, uint32_t id, Pairs& pairs);
@@ -119,7 +125,7 @@ class GroupVerdicts {
     void reset_walks();
     void add_group_pin(const TopGraph& graph, uint32_t n);
     void flush(Reduction& r);
-    Gain share_of(const Reduction& r, const NetState& s) const;
+    Gain share_of(const Reduction& r, uint32_t slot) const;
     Gain flip_gain(const Reduction& r, const Member& m) const;
     Gain tristate_gain(const Reduction& r, const Member& m) const;
     Gain complement_gain(const Reduction& r, const Member& m) const;
@@ -134,8 +140,11 @@ class GroupVerdicts {
     bool group_flippable_ = false;
     bool muted_ = false;
     Gain group_gain_;
+    uint32_t first_ = 0;
     std::vector<Member> members_;
+    std::vector<Gain> complement_;  // by position, with -a only
     std::vector<NetState> nets_;
+    std::vector<uint8_t> net_flags_;
     std::vector<uint32_t> net_slot_;  // by the tally's net number, 0 = none
     std::vector<uint32_t> dependents_;
     std::vector<uint32_t> changed_;
