@@ -1,6 +1,7 @@
 #include "db/arena.h"
 
 #include <sys/mman.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -14,60 +15,69 @@ namespace {
 constexpr std::size_t kFirstChunk = std::size_t{1} << 16;
 constexpr std::size_t kLastChunk = std::size_t{1} << 22;
 
-// The address ranges of the instance, net and node pools: reserved once,
-// filled from the start; chunks an arena gives back go to the next arena
-// that asks for a chunk of the same size. The first record unit of a range
-// is never handed out, so that index 0 names no record.
-struct Ranges {
+// The address range of the ranged pools: reserved once, filled from the
+// start; chunks an arena gives back go to the next arena that asks for a
+// chunk of the same size. The first record unit is never handed out, so
+// that index 0 names no record.
+struct Range {
     std::mutex lock;
-    char* start[Arena::kRanges] = {};
-    std::size_t used[Arena::kRanges] = {};
-    std::vector<std::pair<char*, std::size_t>> spare[Arena::kRanges];
-    bool failed = false;
+    char* start = nullptr;
+    std::size_t size = 0;
+    std::size_t used = 0;
+    std::vector<std::pair<char*, std::size_t>> spare;
+    bool reserved = false;
 };
 
-Ranges& ranges() {
-    static Ranges* r = new Ranges();  // outlives every arena, even static ones
+Range& range() {
+    static Range* r = new Range();  // outlives every arena, even static ones
     return *r;
 }
 
-bool reserve(Ranges& r) {
-    if (r.start[0] || r.failed) return !r.failed;
-    void* all = ::mmap(nullptr, Arena::kRangeBytes * Arena::kRanges, PROT_READ | PROT_WRITE,
-                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    if (all == MAP_FAILED) {
-        r.failed = true;
-        return false;
+// Under a limit of address space the range takes half of it, leaving the
+// rest to the heap; where even that cannot be had, less.
+std::size_t first_range_size() {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_AS, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
+        return Arena::kRangeBytes;
+    return std::min<std::size_t>(Arena::kRangeBytes, limit.rlim_cur / 2);
+}
+
+void reserve(Range& r) {
+    r.reserved = true;
+    constexpr std::size_t kSmallest = std::size_t{1} << 20;
+    for (std::size_t size = first_range_size(); size >= kSmallest; size /= 2) {
+        void* start = ::mmap(nullptr, size, PROT_READ | PROT_WRITE,
+                             MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+        if (start == MAP_FAILED) continue;
+        r.start = static_cast<char*>(start);
+        r.size = size;
+        r.used = 64;
+        return;
     }
-    for (unsigned p = 0; p < Arena::kRanges; ++p) {
-        r.start[p] = static_cast<char*>(all) + p * Arena::kRangeBytes;
-        r.used[p] = 64;
-    }
-    return true;
 }
 
 }  // namespace
 
-uint32_t Arena::index_of(Pool pool, const void* record) {
+uint32_t Arena::index_of(const void* record) {
     if (!record) return 0;
     const std::size_t at =
-        static_cast<std::size_t>(static_cast<const char*>(record) - range_start_[pool]);
-    // A record that is not in its pool's range cannot be named.
-    if (!range_start_[pool] || at >= kRangeBytes || at % kRecordAlign) std::abort();
+        static_cast<std::size_t>(static_cast<const char*>(record) - range_start_);
+    // A record that is not in the range cannot be named.
+    if (!range_start_ || at >= kRangeBytes || at % kRecordAlign) std::abort();
     return static_cast<uint32_t>(at / kRecordAlign);
 }
 
 Arena::~Arena() {
-    Ranges& r = ranges();
+    Range& r = range();
     for (const Chunk& chunk : chunks_) {
-        if (chunk.pool == POOL_OTHER) {
+        if (!chunk.ranged) {
             std::free(chunk.start);
             continue;
         }
         // Dropped pages read back as zeros when the chunk is used again.
         ::madvise(chunk.start, chunk.size, MADV_DONTNEED);
         const std::lock_guard<std::mutex> hold(r.lock);
-        r.spare[chunk.pool].emplace_back(chunk.start, chunk.size);
+        r.spare.emplace_back(chunk.start, chunk.size);
     }
 }
 
@@ -104,26 +114,25 @@ char* Arena::take(Cursor& cursor, std::size_t size, Pool pool) {
 // the kernel spends finding and clearing 2 MiB pages cost more than it saved.
 char* Arena::new_chunk(std::size_t size, Pool pool) {
     char* block = nullptr;
-    if (pool == POOL_OTHER) {
+    if (!ranged(pool)) {
         block = static_cast<char*>(std::calloc(size, 1));
     } else {
-        Ranges& r = ranges();
+        Range& r = range();
         const std::lock_guard<std::mutex> hold(r.lock);
-        if (!reserve(r)) return nullptr;
-        range_start_[pool] = r.start[pool];
-        auto& spare = r.spare[pool];
-        const auto same = std::find_if(spare.begin(), spare.end(),
+        if (!r.reserved) reserve(r);
+        range_start_ = r.start;
+        const auto same = std::find_if(r.spare.begin(), r.spare.end(),
                                        [size](const auto& s) { return s.second == size; });
-        if (same != spare.end()) {
+        if (same != r.spare.end()) {
             block = same->first;
-            *same = spare.back();
-            spare.pop_back();
-        } else if (size <= kRangeBytes - r.used[pool]) {
-            block = r.start[pool] + r.used[pool];
-            r.used[pool] += size;
+            *same = r.spare.back();
+            r.spare.pop_back();
+        } else if (r.start && size <= r.size - r.used) {
+            block = r.start + r.used;
+            r.used += size;
         }
     }
-    if (block) chunks_.push_back({block, size, pool});
+    if (block) chunks_.push_back({block, size, ranged(pool)});
     return block;
 }
 

@@ -20,18 +20,25 @@ class Arena {
 
     // Records of one kind come from chunks of their own, so that a walk over
     // one kind (a module's nets, a net's nodes) touches few cache lines.
-    enum Pool : unsigned { POOL_INSTANCES, POOL_NETS, POOL_NODES, POOL_OTHER, kPools };
-    // Instances, nets and nodes lie in one address range per pool, shared by
+    enum Pool : unsigned {
+        POOL_INSTANCES,
+        POOL_NETS,
+        POOL_NODES,
+        POOL_MODULES,
+        POOL_OTHER,
+        kPools
+    };
+    // Instances, nets, nodes and modules lie in one address range shared by
     // every arena of the process, so that a record of these pools is named
     // by four bytes: its distance from the range's start in record units.
-    static constexpr unsigned kRanges = POOL_OTHER;
     static constexpr std::size_t kRangeBytes = (std::size_t{1} << 32) * kRecordAlign;
+    static constexpr bool ranged(Pool pool) { return pool != POOL_OTHER; }
 
-    // The record of a ranged pool at `index` (0: none), and back.
-    static void* record_at(Pool pool, uint32_t index) {
-        return index ? range_start_[pool] + std::size_t{index} * kRecordAlign : nullptr;
+    // The ranged record at `index` (0: none), and back.
+    static void* record_at(uint32_t index) {
+        return index ? range_start_ + std::size_t{index} * kRecordAlign : nullptr;
     }
-    static uint32_t index_of(Pool pool, const void* record);
+    static uint32_t index_of(const void* record);
 
     // A zero-filled block of `size` bytes aligned to `kRecordAlign`; null
     // when the system has no memory left. Constant time except when a new
@@ -50,12 +57,12 @@ class Arena {
     struct Chunk {
         char* start;
         std::size_t size;
-        Pool pool;  // POOL_OTHER: from the heap
+        bool ranged;  // else from the heap
     };
     char* take(Cursor& cursor, std::size_t size, Pool pool);
     char* new_chunk(std::size_t size, Pool pool);
 
-    static inline char* range_start_[kRanges] = {};
+    static inline char* range_start_ = nullptr;
 
     // Chunks come zero-filled and are never reused while the arena lives,
     // so no block needs clearing when it is handed out.

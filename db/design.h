@@ -32,27 +32,26 @@ constexpr Arena::Pool pool_of() {
     if constexpr (std::is_same_v<T, Instance>) return Arena::POOL_INSTANCES;
     if constexpr (std::is_same_v<T, Net>) return Arena::POOL_NETS;
     if constexpr (std::is_same_v<T, Node>) return Arena::POOL_NODES;
+    if constexpr (std::is_same_v<T, Module>) return Arena::POOL_MODULES;
     return Arena::POOL_OTHER;
 }
 
-// A link to an instance, net or node: four bytes naming the record in its
+// A link to an instance, net, node or module: four bytes naming the record in its
 // pool's range, used like the pointer it stands for. Records linked so must
 // come from a `Design` (`make`).
 template <class T>
 class Ref {
-    static constexpr Arena::Pool kPool = pool_of<T>();
-
    public:
     Ref() = default;
     Ref(std::nullptr_t) {}
-    Ref(T* record) : index_(Arena::index_of(kPool, record)) {
-        static_assert(kPool != Arena::POOL_OTHER);
+    Ref(T* record) : index_(Arena::index_of(record)) {
+        static_assert(pool_of<T>() != Arena::POOL_OTHER);
     }
     Ref& operator=(T* record) {
-        index_ = Arena::index_of(kPool, record);
+        index_ = Arena::index_of(record);
         return *this;
     }
-    operator T*() const { return static_cast<T*>(Arena::record_at(kPool, index_)); }
+    operator T*() const { return static_cast<T*>(Arena::record_at(index_)); }
     T* operator->() const { return *this; }
     T& operator*() const { return *static_cast<T*>(*this); }
 
@@ -104,8 +103,8 @@ struct Instance {
 
     const char* module_name = nullptr;  // sub-module instances: the referenced module's name
     const char* name = nullptr;         // instance name; for a port the pin name
-    Module* sub = nullptr;              // sub-module instances: this instance's own module copy
-    Module* owner = nullptr;
+    Ref<Module> sub;                    // sub-module instances: this instance's own module copy
+    Ref<Module> owner;
     Ref<Instance> next;
     Ref<Node> node;  // port: its one node; component: the last node attached
 
