@@ -3,6 +3,10 @@
 #include <sys/mman.h>
 #include <sys/resource.h>
 
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
 #include <algorithm>
 #include <cstdlib>
 #include <mutex>
@@ -134,6 +138,12 @@ char* Arena::new_chunk(std::size_t size, Pool pool) {
     }
     if (block) chunks_.push_back({block, size, ranged(pool)});
     return block;
+}
+
+void return_free_pages() {
+#ifdef __GLIBC__
+    ::malloc_trim(0);
+#endif
 }
 
 }  // namespace vorp

@@ -72,4 +72,9 @@ class Arena {
     std::size_t in_use_ = 0;
 };
 
+// Hand the heap's free pages back to the system. Records come from the
+// range, not the heap, so the pages a stage's tables leave free would
+// otherwise stay resident beside the next stage's new records.
+void return_free_pages();
+
 }  // namespace vorp

@@ -68,6 +68,7 @@ void reduce_and_write(Design& d, int before, const ReduceParams& reduce) {
     checked(d, "flat");
     *d.err << "Start inverter reduction\n";
     if (!red_inv(d, reduce)) return write_after_failure(d, before);
+    return_free_pages();
     checked(d, "red_inv");
     *d.err << "Done\n";
     const int after = count_all_inverters(d);
