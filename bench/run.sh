@@ -14,7 +14,7 @@
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 build=${1:-build}
-sizes=${BENCH_SIZES:-"10000 100000 1000000"}
+sizes=${BENCH_SIZES-"10000 100000 1000000"}
 flat_sizes=${BENCH_FLAT_SIZES-"1000000"}
 limit=${BENCH_TIMEOUT:-1800}
 data=${BENCH_DIR:-$build/bench-data}
