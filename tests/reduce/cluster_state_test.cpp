@@ -15,6 +15,18 @@ namespace {
 
 using test::DesignBuilder;
 
+// Ten output ports on `out`, enough nodes that changed inputs are applied to
+// the kept state rather than rebuilt; then the groups, the fast path and the
+// termination guard start, with every cluster step checked.
+void load_outputs_and_start(DesignBuilder& b, Net* out, FastReduction& fast, Reduction& r) {
+    for (const char* y : {"y0", "y1", "y2", "y3", "y4", "y5", "y6", "y7", "y8", "y9"})
+        b.load(out, b.port(y, KW_OUTPUT), y, 1);
+    build_groups(*b.top);
+    fast.start(r);
+    r.termination.start(*b.top);
+    set_cluster_checks(true);
+}
+
 // pa -> g1 -> n1 -> g2 -> n2 -> g3 -> n3 -> y0 .. y9, every load straight:
 // one cluster {g1, g2, g3}. The outputs give the nets enough nodes that two
 // changed inputs are applied to the kept state, not rebuilt.
@@ -41,12 +53,7 @@ struct StraightChain : ::testing::Test {
         g3_in = b.load(n2, g3, "a", 1);
         Net* n3 = b.net();
         b.drive(n3, g3, "out");
-        for (const char* y : {"y0", "y1", "y2", "y3", "y4", "y5", "y6", "y7", "y8", "y9"})
-            b.load(n3, b.port(y, KW_OUTPUT), y, 1);
-        build_groups(*b.top);
-        fast.start(r);
-        r.termination.start(*b.top);
-        set_cluster_checks(true);
+        load_outputs_and_start(b, n3, fast, r);
     }
     ~StraightChain() override { set_cluster_checks(false); }
 };
@@ -109,12 +116,7 @@ struct Ladder : ::testing::Test {
         b.load(from_b, h, "b", 1);
         Net* out = b.net();
         b.drive(out, h, "out");
-        for (const char* y : {"y0", "y1", "y2", "y3", "y4", "y5", "y6", "y7", "y8", "y9"})
-            b.load(out, b.port(y, KW_OUTPUT), y, 1);
-        build_groups(*b.top);
-        fast.start(r);
-        r.termination.start(*b.top);
-        set_cluster_checks(true);
+        load_outputs_and_start(b, out, fast, r);
     }
     ~Ladder() override {
         set_cluster_checks(false);
