@@ -10,7 +10,8 @@
 # designs made of one flat module; empty for none), BENCH_TIMEOUT (seconds per run on
 # a generated design), BENCH_DIR (where designs go; default
 # <build_dir>/bench-data), BENCH_CIRCUITS (circuits of bench/circuits/iwls05;
-# empty for none), BENCH_CIRCUIT_TIMEOUT (seconds per run on a circuit).
+# empty for none), BENCH_CIRCUIT_TIMEOUT (seconds per run on a circuit),
+# BENCH_RUNS (runs of vorp and of ABC per row, the median kept; default 3).
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 build=${1:-build}
@@ -20,6 +21,7 @@ limit=${BENCH_TIMEOUT:-1800}
 data=${BENCH_DIR:-$build/bench-data}
 circuits=${BENCH_CIRCUITS-"des_perf RISC ethernet"}
 circuit_limit=${BENCH_CIRCUIT_TIMEOUT:-300}
+runs=${BENCH_RUNS:-3}
 # The fixed mapping of a circuit to simple gates; a mapping made with
 # another recipe or from another file is made again.
 recipe="abc -g AND,OR,XOR; opt_clean"
@@ -31,6 +33,9 @@ export_v=$build/tools/nld2verilog
 to_nld=$build/tools/verilog2nld
 have() { command -v "$1" > /dev/null; }
 now() { date +%s.%N; }
+
+# The median of the numbers on standard input, one per line.
+median() { sort -g | awk '{ v[NR] = $1 } END { print v[int((NR + 1) / 2)] }'; }
 
 # Seconds that yosys takes to read, flatten and write the design of the
 # words, or "-" without yosys, ">limit" when it does not finish, "failed"
@@ -54,14 +59,19 @@ yosys_seconds() {
 abc_seconds() {
   local netlist=$1 limit=$2
   { have yosys-abc && [ -f "$netlist" ]; } || { echo -; return; }
-  local start; start=$(now)
-  if ! timeout "$limit" yosys-abc -c "read $netlist; print_stats" > "$netlist.abc-log" 2>&1; then
-    echo ">$limit"
-  elif ! grep -q 'i/o =' "$netlist.abc-log"; then
-    echo failed
-  else
-    echo "$(now) - $start" | bc -l
-  fi
+  local times=() start i
+  for ((i = 0; i < runs; i++)); do
+    start=$(now)
+    if ! timeout "$limit" yosys-abc -c "read $netlist; print_stats" > "$netlist.abc-log" 2>&1; then
+      echo ">$limit"
+      return
+    elif ! grep -q 'i/o =' "$netlist.abc-log"; then
+      echo failed
+      return
+    fi
+    times+=("$(echo "$(now) - $start" | bc -l)")
+  done
+  printf '%s\n' "${times[@]}" | median
 }
 
 # A flat netlist of a generated design that ABC reads, kept beside the
@@ -116,19 +126,25 @@ header() {
 }
 
 # row <label> <dir> <limit> <input bytes> <yosys seconds> <abc seconds> <vorp words...>:
-# runs vorp_stages into <dir>/out and prints one table line.
+# runs vorp_stages into <dir>/out $runs times and prints one table line, the
+# figures of the run whose whole time is the median.
 row() {
   local label=$1 dir=$2 limit=$3 in_bytes=$4 yosys_s=$5 abc_s=$6; shift 6
-  rm -rf "$dir/out" && mkdir -p "$dir/out"
-  local line code=0
-  line=$(timeout "$limit" "$stages" "$@" -w "$dir/out") || code=$?
-  if [ $code = 124 ]; then
-    printf '%-14s did not finish within %ss\n' "$label" "$limit"
-    return
-  elif [ $code != 0 ]; then
-    printf '%-14s vorp_stages failed (status %s)\n' "$label" "$code"
-    return
-  fi
+  local lines=() line code i
+  for ((i = 0; i < runs; i++)); do
+    rm -rf "$dir/out" && mkdir -p "$dir/out"
+    code=0
+    line=$(timeout "$limit" "$stages" "$@" -w "$dir/out") || code=$?
+    if [ $code = 124 ]; then
+      printf '%-14s did not finish within %ss\n' "$label" "$limit"
+      return
+    elif [ $code != 0 ]; then
+      printf '%-14s vorp_stages failed (status %s)\n' "$label" "$code"
+      return
+    fi
+    lines+=("$line")
+  done
+  line=$(printf '%s\n' "${lines[@]}" | sort -g -k 8,8 | sed -n "$(((runs + 1) / 2))p")
   local cells pins rd fl re rw wr tot peak status
   read -r cells pins rd fl re rw wr tot peak status <<< "$line"
   if [ "$status" != 0 ]; then
