@@ -114,4 +114,17 @@ void for_each_in_ring(N* start, F&& f) {
     } while (n && n != start);
 }
 
+// The first node of a `same_inst` ring from `start` for which `pred` holds,
+// or null; the walk stops there.
+template <class N, class P>
+N* find_in_ring(N* start, P&& pred) {
+    if (!start) return nullptr;
+    N* n = start;
+    do {
+        if (pred(n)) return n;
+        n = n->same_inst;
+    } while (n && n != start);
+    return nullptr;
+}
+
 }  // namespace vorp

@@ -56,20 +56,14 @@ bool try_flip_instance(Reduction& r, Instance* m, Mode mode) {
 
 // Any instance.
 Node* first_pin_of_type(const Instance* m, int pin_type) {
-    Node* found = nullptr;
-    for_each_in_ring(m->node, [&](Node* n) {
-        if (!found && n->pin_type() == pin_type) found = n;
-    });
-    return found;
+    return find_in_ring(static_cast<Node*>(m->node),
+                        [&](const Node* n) { return n->pin_type() == pin_type; });
 }
 
 // Any tristate buffer.
 Node* tristate_input(const Instance* buffer) {
-    Node* in = nullptr;
-    for_each_in_ring(buffer->node, [&](Node* p) {
-        if (!in && p->pin && std::strcmp(p->pin, "in") == 0) in = p;
-    });
-    return in;
+    return find_in_ring(static_cast<Node*>(buffer->node),
+                        [](const Node* p) { return p->pin && std::strcmp(p->pin, "in") == 0; });
 }
 
 // Any tristate buffer: its bus is not irreversible.

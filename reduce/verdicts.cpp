@@ -162,12 +162,14 @@ GroupVerdicts::Member GroupVerdicts::member_of(Reduction& r, uint32_t id, Pairs&
                     if (Node* in = tristate_input(n->inst)) add_dependency(p, in->net, pairs);
         }
     }
+    if (r.d.opt_a) complement_net_.push_back(nullptr);
     if (is_and_or(cell) && r.d.opt_a) {
         const Node* out = first_pin_of_type(inst, KW_OUTPUT);
         m.complementable = out && !out->net->irreversible();
         if (m.complementable) {
             m.complement_untracked = !tracked(out->net);
             add_dependency(p, out->net, pairs);
+            complement_net_.back() = out->net;
         }
     }
     return m;
@@ -213,6 +215,7 @@ void GroupVerdicts::start(Reduction& r, Instance* g) {
     Pairs pairs;
     first_ = range.first;
     members_.reserve(range.end - range.first);
+    if (r.d.opt_a) complement_net_.reserve(range.end - range.first);
     for (uint32_t id = range.first; id < range.end; ++id) {
         members_.push_back(member_of(r, id, pairs));
         if (group_flippable_ && is_gate(graph.cell(id)))
@@ -237,6 +240,7 @@ void GroupVerdicts::finish() {
     release_vector(net_flags_);
     release_vector(members_);
     release_vector(complement_);
+    release_vector(complement_net_);
     release_vector(dependents_);
     release_vector(changed_);
     group_ = nullptr;
@@ -360,9 +364,9 @@ Gain GroupVerdicts::tristate_gain(const Reduction& r, const Member& m) const {
 }
 
 // Complementing the output swaps every vote of the net.
-Gain GroupVerdicts::complement_gain(const Reduction& r, const Member& m) const {
+Gain GroupVerdicts::complement_gain(const Reduction& r, uint32_t p) const {
     const Tally& tally = r.kept->tally;
-    const Net* net = first_pin_of_type(instance_of(m), KW_OUTPUT)->net;
+    const Net* net = complement_net_[p];
     const int s = tally.straight(net), i = tally.inverted(net);
     return {tally.local_inverters(net, s, i) - tally.local_inverters(net, i, s),
             tally.local_inverted_load(net, s, i) - tally.local_inverted_load(net, i, s)};
@@ -430,11 +434,11 @@ bool GroupVerdicts::try_member_complement(Reduction& r, uint32_t p, Mode mode) {
     Member& m = members_[p];
     if (m.complement_untracked) return vorp::try_complement_output(r, instance_of(m), mode);
     if (complements_.dirty.test(p)) {
-        complement_[p] = complement_gain(r, m);
+        complement_[p] = complement_gain(r, p);
         complements_.keep(p, complement_[p]);
     }
     if (!accepts(mode, complement_[p])) return false;
-    negate_net(r, first_pin_of_type(instance_of(m), KW_OUTPUT)->net);
+    negate_net(r, complement_net_[p]);
     return true;
 }
 
@@ -475,8 +479,12 @@ std::string GroupVerdicts::check(Reduction& r) {
                    trial([&] { return whole_measure(r); }, [&] { flip_tristate(r, inst); }));
             expect_bits("tristate flip", flips_, p, m.flip);
         }
+        if (m.complementable && !m.complement_untracked && fault.empty() &&
+            complement_net_[p] != first_pin_of_type(inst, KW_OUTPUT)->net)
+            fault = std::string("output complement of ") + text_or_null(inst->name) +
+                    ": the kept output net is not the output's net";
         if (m.complementable && !m.complement_untracked && !complements_.dirty.test(p)) {
-            Net* out = first_pin_of_type(inst, KW_OUTPUT)->net;
+            Net* out = complement_net_[p];
             expect("output complement", inst, complement_[p],
                    trial(
                        [&] {

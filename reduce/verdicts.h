@@ -128,7 +128,7 @@ class GroupVerdicts {
     Gain share_of(const Reduction& r, uint32_t slot) const;
     Gain flip_gain(const Reduction& r, const Member& m) const;
     Gain tristate_gain(const Reduction& r, const Member& m) const;
-    Gain complement_gain(const Reduction& r, const Member& m) const;
+    Gain complement_gain(const Reduction& r, uint32_t p) const;
     uint32_t next(Reduction& r, const Walk& walk, Mode mode, uint32_t from);
     template <class Move>
     bool walk_members(Reduction& r, const Walk& walk, Mode mode, Move&& move);
@@ -143,6 +143,9 @@ class GroupVerdicts {
     uint32_t first_ = 0;
     std::vector<Member> members_;
     std::vector<Gain> complement_;  // by position, with -a only
+    // By position, with -a only: the output net a complement negates, kept
+    // so that a trial does not walk the member's ring again.
+    std::vector<Ref<Net>> complement_net_;
     std::vector<NetState> nets_;
     std::vector<uint8_t> net_flags_;
     std::vector<uint32_t> net_slot_;  // by the tally's net number, 0 = none

@@ -188,5 +188,31 @@ TEST(Lists, PushFrontReversesPushBackKeepsOrderUnlinkWalksFromHead) {
     EXPECT_EQ(list_length(h2), 2);
 }
 
+TEST(Lists, FindInRingStopsAtTheFirstMatchFromTheStart) {
+    std::ostringstream err;
+    Design d(err);
+    Node* a = d.make<Node>();
+    Node* b = d.make<Node>();
+    Node* c = d.make<Node>();
+    a->same_inst = b;
+    b->same_inst = c;
+    c->same_inst = a;
+    a->set_pin_type(KW_INPUT);
+    b->set_pin_type(KW_OUTPUT);
+    c->set_pin_type(KW_OUTPUT);
+    int asked = 0;
+    auto output = [&](const Node* n) {
+        ++asked;
+        return n->pin_type() == KW_OUTPUT;
+    };
+    EXPECT_EQ(find_in_ring(a, output), b);
+    EXPECT_EQ(asked, 2);
+    EXPECT_EQ(find_in_ring(c, output), c);  // the walk starts where it is asked to
+    EXPECT_EQ(find_in_ring(a, [](const Node* n) { return n->pin_type() == KW_TRISTATE; }), nullptr);
+    EXPECT_EQ(find_in_ring(static_cast<Node*>(nullptr), output), nullptr);
+    c->same_inst = nullptr;  // an open ring ends at its last node
+    EXPECT_EQ(find_in_ring(c, [](const Node*) { return false; }), nullptr);
+}
+
 }  // namespace
 }  // namespace vorp
